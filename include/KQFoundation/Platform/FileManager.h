@@ -1,0 +1,92 @@
+#pragma once
+// kq::FileManager: the file-system questions the library asks (the platform's
+// NSFileManager), plus the recursive directory enumerator the scanners walk.
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/Platform/URL.h"
+#include "KQFoundation/Platform/Value.h"
+
+namespace kq {
+
+enum class FileType { Regular, Directory, SymbolicLink, Other };
+
+struct FileAttributes {
+    FileType type = FileType::Other;
+    std::uint64_t size = 0;            // st_size: logical bytes (a link's own length)
+    std::uint32_t posixPermissions = 0;
+    std::uint32_t ownerAccountID = 0;
+    std::uint32_t groupOwnerAccountID = 0;
+    std::uint64_t systemNumber = 0;    // device
+    std::uint64_t systemFileNumber = 0;  // inode
+    std::uint64_t referenceCount = 0;
+    Date modificationDate{};
+    Date accessDate{};
+    Date statusChangeDate{};
+    /// The Finder's "hide extension" flag from the com.apple.FinderInfo
+    /// extended attribute; false where there is none.
+    bool fileExtensionHidden = false;
+};
+
+/// Depth-first walk below one folder, yielding paths relative to it. Never
+/// follows symbolic links to folders, never enters a folder twice (loops by
+/// device and inode), skips folders it cannot read. Memory grows with the
+/// depth of the tree and the width of the folders on the current path, not
+/// with the size of the tree.
+class DirectoryEnumerator {
+public:
+    virtual ~DirectoryEnumerator() = default;
+    /// The next relative path, or nullopt at the end.
+    virtual std::optional<std::string> nextObject() = 0;
+    /// Do not enter the entry just returned (if it is a folder).
+    virtual void skipDescendants() = 0;
+    /// Depth of the entry just returned (1 = direct child).
+    virtual std::size_t level() const = 0;
+    /// Type of the entry just returned, from the directory listing where the
+    /// file system gives it (no extra system call); symbolic links are links.
+    virtual FileType currentEntryType() const = 0;
+};
+
+class FileManager {
+public:
+    static FileManager& defaultManager();
+
+    bool fileExistsAtPath(std::string_view path) const;
+    /// Follows symbolic links, as the platform does.
+    bool fileExistsAtPath(std::string_view path, bool& isDirectory) const;
+    bool isReadableFileAtPath(std::string_view path) const;
+    /// Names of the folder's entries ("." and ".." left out), sorted; empty
+    /// with the error set when the folder cannot be read.
+    std::vector<std::string> contentsOfDirectoryAtPath(std::string_view path,
+                                                       std::error_code* error = nullptr) const;
+    /// Attributes of the item itself (links not followed).
+    std::optional<FileAttributes> attributesOfItemAtPath(std::string_view path,
+                                                         std::error_code* error = nullptr) const;
+    /// nullptr when the path is not a readable folder.
+    std::unique_ptr<DirectoryEnumerator> enumeratorAtPath(std::string_view path) const;
+
+    std::optional<Data> contentsAtPath(std::string_view path) const;
+    /// Writes through a temporary file and a rename, so a reader never sees half a file.
+    bool createFileAtPath(std::string_view path, const Data& contents, std::error_code* error = nullptr) const;
+    bool createDirectoryAtPath(std::string_view path, bool withIntermediateDirectories,
+                               std::error_code* error = nullptr) const;
+    /// Renames; fails rather than replacing an existing destination.
+    bool moveItemAtPath(std::string_view from, std::string_view to, std::error_code* error = nullptr) const;
+    bool removeItemAtPath(std::string_view path, std::error_code* error = nullptr) const;
+    std::optional<std::string> destinationOfSymbolicLinkAtPath(std::string_view path) const;
+    std::string currentDirectoryPath() const;
+
+    /// The search-path folders through the current file-system layout.
+    std::vector<URL> URLsForDirectory(SearchPathDirectory directory, unsigned domainMask) const;
+
+    /// Value of an extended attribute of the item (links not followed).
+    std::optional<Data> extendedAttribute(std::string_view path, std::string_view name) const;
+};
+
+}  // namespace kq

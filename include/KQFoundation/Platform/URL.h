@@ -1,0 +1,91 @@
+#pragma once
+// kq::URL: file URLs and network URLs (the platform's NSURL).
+// A file URL keeps its path as given (made absolute), so making one per
+// directory entry costs one string; the escaped text is built on demand.
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kq {
+
+class Dictionary;
+class Value;
+
+class URL {
+public:
+    /// An empty URL (no scheme, no path); prefer the factories.
+    URL() = default;
+
+    /// A file URL for the path; a relative path is made absolute against the
+    /// current directory, "~" is expanded through the file-system layout.
+    static URL fileURLWithPath(std::string_view path);
+    static URL fileURLWithPath(std::string_view path, bool isDirectory);
+    /// Parses an absolute or relative URL string (RFC 3986); nullopt when it is
+    /// not a valid URL (spaces, bad escapes, ...).
+    static std::optional<URL> URLWithString(std::string_view string);
+
+    bool isFileURL() const { return isFile_; }
+    bool empty() const { return !isFile_ && string_.empty(); }
+    /// The whole URL as text ("file:///Users/a%20b/", "https://h/p?q#f").
+    std::string absoluteString() const;
+    std::string scheme() const;
+    std::string host() const;
+    std::optional<int> port() const;
+    std::string user() const;
+    std::string password() const;
+    /// The percent-decoded path; for a file URL without a trailing slash
+    /// ("/" stays "/").
+    std::string path() const;
+    /// The query as written (still escaped), without "?"; nullopt when absent.
+    std::optional<std::string> query() const;
+    /// The fragment as written, without "#"; nullopt when absent.
+    std::optional<std::string> fragment() const;
+    /// True for a file URL made as a directory or a URL whose path ends in "/".
+    bool hasDirectoryPath() const;
+
+    std::string lastPathComponent() const;
+    std::string pathExtension() const;
+    std::vector<std::string> pathComponents() const;
+    URL URLByAppendingPathComponent(std::string_view component) const;
+    URL URLByAppendingPathComponent(std::string_view component, bool isDirectory) const;
+    URL URLByDeletingLastPathComponent() const;
+    URL URLByAppendingPathExtension(std::string_view ext) const;
+    URL URLByDeletingPathExtension() const;
+    URL URLByStandardizingPath() const;
+
+    // NSURL(KQFoundation), see NSURL+KQFoundation.h
+    static std::optional<URL> URLWithString(std::string_view base, const Dictionary& params);
+    static std::optional<URL> URLWithString(std::string_view base, const Dictionary& params,
+                                            std::string_view anchor);
+    /// Pairs read as value then key; a pair whose key is nullopt is dropped.
+    static std::optional<URL> URLWithString(
+        std::string_view base, const std::vector<std::pair<std::optional<std::string>, std::optional<std::string>>>&
+                                   valueKeyPairs);
+    std::optional<URL> URLByAppendingQuery(const Dictionary& query) const;
+    /// Throws kq::InvalidArgumentException for a malformed escape in a value.
+    Dictionary queryParameters() const;
+
+    friend bool operator==(const URL& a, const URL& b) {
+        return a.isFile_ == b.isFile_ && a.isDirectory_ == b.isDirectory_ && a.string_ == b.string_;
+    }
+    std::size_t hash() const { return std::hash<std::string>()(string_) ^ (isFile_ ? 0x9e37 : 0); }
+
+private:
+    // File URLs: string_ is the absolute path. Network URLs: the whole text.
+    std::string string_;
+    bool isFile_ = false;
+    bool isDirectory_ = false;
+};
+
+/// The absolute string, as the platform prints a URL.
+std::string describe(const URL& url);
+
+}  // namespace kq
+
+template <>
+struct std::hash<kq::URL> {
+    std::size_t operator()(const kq::URL& u) const { return u.hash(); }
+};

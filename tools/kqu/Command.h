@@ -1,0 +1,48 @@
+#pragma once
+// Subcommands of kqu register themselves here; main() builds the parser.
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "KQFoundation/Platform/FileSystemLayout.h"
+
+namespace kqu {
+
+enum ExitCode { kExitSuccess = 0, kExitUsage = 1, kExitInputFailure = 2 };
+
+/// Thrown by a subcommand to end with a one-line message and an exit status.
+struct CommandFailure {
+    int exitCode;
+    std::string message;
+};
+
+struct Command {
+    std::string name;
+    std::string description;
+    /// Adds the subcommand's options to `app` and returns what runs it.
+    std::function<std::function<int()>(CLI::App& app)> setup;
+};
+
+void registerCommand(Command command);
+const std::vector<Command>& registeredCommands();
+
+struct CommandRegistration {
+    explicit CommandRegistration(Command command) { registerCommand(std::move(command)); }
+};
+
+/// --root and --home, shared by the subcommands that look at a Mac tree.
+struct LayoutOptions {
+    std::string root;
+    std::string home;
+    void addTo(CLI::App& app);
+    /// Makes the layout current. Without --home: $HOME when there is no
+    /// --root, else the one folder in ROOT/Users (a CommandFailure otherwise).
+    std::shared_ptr<const kq::FileSystemLayout> apply() const;
+};
+
+/// True when stderr is a terminal, so progress is worth drawing.
+bool stderrIsTerminal();
+
+}  // namespace kqu
