@@ -1,0 +1,22 @@
+#pragma once
+// kq::Workspace: the desktop's view of files (the platform's NSWorkspace).
+#include <string_view>
+#include <vector>
+#include <string>
+
+namespace kq {
+
+class Workspace {
+public:
+    static Workspace& sharedWorkspace();
+
+    /// A folder the desktop shows as one document: its extension is a package
+    /// type (app, bundle, framework, plugin, kext, xpc, appex, pkg, mpkg, rtfd,
+    /// photoslibrary, ...; see packageExtensions()), compared case-insensitively.
+    /// Files and missing paths are not packages.
+    bool isFilePackageAtPath(std::string_view path) const;
+    /// Lower-case extensions treated as package types.
+    static const std::vector<std::string>& packageExtensions();
+};
+
+}  // namespace kq
