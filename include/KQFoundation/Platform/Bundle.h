@@ -19,18 +19,22 @@ class BundleStorage;
 
 class Bundle {
 public:
-    /// The bundle at the path, or nullptr when there is no folder there.
+    /// The bundle at the path, or nullptr when there is no folder there. One
+    /// path gives one bundle object for as long as anyone holds it.
     static std::shared_ptr<Bundle> bundleWithPath(std::string_view path);
     static std::shared_ptr<Bundle> bundleWithURL(const URL& url);
 
-    /// The host's bundle; the folder of the running program unless set.
+    /// The host's bundle: unless set, the folder of the running program (the
+    /// application bundle when it runs from X.app/Contents/MacOS). Setting
+    /// nullptr restores that default.
     static std::shared_ptr<Bundle> mainBundle();
     static void setMainBundle(std::shared_ptr<Bundle> bundle);
-    /// KQFoundation's own resources: compiled in, or the folder set here.
+    /// KQFoundation's own resources: compiled in, or the folder set here or
+    /// in the environment variable KQFOUNDATION_RESOURCES (nullopt unsets).
     static std::shared_ptr<Bundle> libraryBundle();
     static void setLibraryResourcesPath(std::optional<std::string> path);
 
-    /// The bundle's folder ("" for the compiled-in resources).
+    /// The bundle's folder, absolute ("" for the compiled-in resources).
     const std::string& bundlePath() const;
     URL bundleURL() const;
     /// Contents/Resources for application bundles, the folder itself for flat ones.
@@ -41,7 +45,9 @@ public:
     std::optional<std::string> bundleIdentifier() const;
     const Value* objectForInfoDictionaryKey(std::string_view key) const;
 
-    /// Looks in the resources, then in the preferred localization's folder.
+    /// Looks in the resources (below `subdirectory`), then in each preferred
+    /// localization's folder and Base.lproj (<lang>.lproj/<subdirectory>/).
+    /// `extension` may be empty when `name` carries it.
     std::optional<URL> URLForResource(std::string_view name, std::string_view extension,
                                       std::string_view subdirectory = "") const;
     std::optional<std::string> pathForResource(std::string_view name, std::string_view extension,
@@ -50,18 +56,26 @@ public:
     std::optional<Data> dataForResource(std::string_view name, std::string_view extension,
                                         std::string_view subdirectory = "") const;
 
-    /// Names of the "*.lproj" folders ("en", "de", "English", "Base"...).
+    /// Names of the "*.lproj" folders ("en", "de", "English", "Base"...), sorted.
     std::vector<std::string> localizations() const;
-    /// The bundle's localizations ordered by the user's languages (LANGUAGE,
-    /// LC_ALL, LC_MESSAGES, LANG), then the development region.
+    /// The user's languages, most wanted first, from LANGUAGE (a colon list),
+    /// then the first of LC_ALL, LC_MESSAGES, LANG: "de_DE.UTF-8" gives
+    /// "de-DE" and "de"; "C" and "POSIX" give nothing.
+    static std::vector<std::string> preferredLanguages();
+    /// The bundle's localizations that match the user's languages, in their
+    /// order, then the development region (CFBundleDevelopmentRegion), then
+    /// English. "de" matches a "de" or "German" folder, "de-DE" a "de-DE" or
+    /// "de_DE" one. "Base" is no language: it is listed only when it is the
+    /// bundle's one localization. Empty only when there are no localizations.
     std::vector<std::string> preferredLocalizations() const;
     /// Looks the key up in <lang>.lproj/<table>.strings (table "" means
-    /// "Localizable") of the preferred localizations; falls back to `value`,
-    /// or to the key when `value` is empty.
+    /// "Localizable") of each preferred localization in turn, then Base.lproj,
+    /// then an unlocalized <table>.strings; falls back to `value`, or to the
+    /// key when `value` is empty. Parsed tables are cached.
     std::string localizedString(std::string_view key, std::string_view value = "",
                                 std::string_view table = "") const;
 
-    // NSBundle(KQFoundation)
+    // NSBundle(KQFoundation): see NSBundle+KQFoundation.h (Categories component).
     std::optional<std::string> shortVersion() const;
     std::optional<std::string> bundleVersion() const;
     std::optional<std::string> humanReadableCopyright() const;
@@ -77,17 +91,28 @@ public:
     ~Bundle();
 
 private:
+    const std::vector<std::string>& cachedLocalizations() const;
+    /// preferredLocalizations() plus Base when the bundle has it.
+    std::vector<std::string> searchLocalizations() const;
+    /// The resource's path relative to the resources, following the search order.
+    std::optional<std::string> findResource(std::string_view name, std::string_view extension,
+                                            std::string_view subdirectory) const;
+    /// The parsed strings table; nullptr when missing or unreadable.
+    const Dictionary* stringsTable(const std::string& relativePath) const;
+
     std::shared_ptr<BundleStorage> storage_;
     mutable std::recursive_mutex monitor_;
     struct Cache;
     std::unique_ptr<Cache> cache_;
 };
 
-/// Parses an old-style strings file ("key" = "value"; with comments), UTF-8
-/// or UTF-16 with a byte-order mark. nullopt when it does not parse.
+/// Parses a strings table: old-style text ("key" = "value"; or "key"; with
+/// comments and escapes), UTF-8 or UTF-16 (byte-order mark, or told by its
+/// zero bytes), or an XML or binary property list holding a dictionary of
+/// strings. nullopt when it does not parse.
 std::optional<Dictionary> parseStringsFile(const Data& bytes);
 
-/// kCFBundleVersionKey and the short version key.
+/// The platform's kCFBundleVersionKey.
 inline constexpr const char* kBundleVersionKey = "CFBundleVersion";
 
 }  // namespace kq

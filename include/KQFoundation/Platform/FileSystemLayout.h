@@ -53,6 +53,9 @@ class FileSystemLayout {
 public:
     /// root "/" and home $HOME (or the password database's home).
     FileSystemLayout();
+    /// Both are made absolute (against the current directory) and lose any
+    /// trailing slash; an empty root is "/". An empty home is the running
+    /// user's home when the root is "/", else the root itself.
     FileSystemLayout(std::string root, std::string home);
 
     /// The layout in use, process-wide.
@@ -75,7 +78,35 @@ public:
     /// (paths already under the home are left alone).
     std::string resolveResourcePath(std::string_view path) const;
 
-    /// The platform's URLsForDirectory:inDomains:, as paths on this machine.
+    /// The platform's URLsForDirectory:inDomains:, as paths on this machine,
+    /// in domain order user, local, network, system and only for the domains
+    /// in the mask. Existence is not checked. The mapping ("~" = home, "/" = root):
+    ///
+    ///   directory              user                         local / network (N = /Network)            system
+    ///   1 Application          ~/Applications               /Applications, N/Applications             /System/Applications
+    ///   2 DemoApplication      ~/Applications/Demos         /Applications/Demos, N/Applications/Demos -
+    ///   3 DeveloperApplication ~/Developer/Applications     /Developer/Applications, N/Developer/Applications -
+    ///   4 AdminApplication     ~/Applications/Utilities     /Applications/Utilities, N/Applications/Utilities /System/Applications/Utilities
+    ///   5 Library              ~/Library                    /Library, N/Library                       /System/Library
+    ///   6 Developer            ~/Developer                  /Developer, N/Developer                   -
+    ///   7 User                 -                            /Users, N/Users                           -
+    ///   8 Documentation        ~/Library/Documentation      /Library/Documentation, N/...             /System/Library/Documentation
+    ///   9 Document             ~/Documents                  -                                         -
+    ///  10 CoreService          -                            /Library/CoreServices, -                  /System/Library/CoreServices
+    ///  11 AutosavedInformation ~/Library/Autosave Information -                                       -
+    ///  12 Desktop              ~/Desktop                    -                                         -
+    ///  13 Caches               ~/Library/Caches             /Library/Caches, -                        /System/Library/Caches
+    ///  14 ApplicationSupport   ~/Library/Application Support /Library/Application Support, N/Library/Application Support -
+    ///  15 Downloads            ~/Downloads                  -                                         -
+    ///  16 InputMethods         ~/Library/Input Methods      /Library/Input Methods, N/Library/Input Methods /System/Library/Input Methods
+    ///  17 Movies, 18 Music, 19 Pictures: ~/Movies, ~/Music, ~/Pictures (user only)
+    ///  20 PrinterDescription   -                            /Library/Printers/PPDs, N/Library/Printers/PPDs /System/Library/Printers/PPDs
+    ///  21 SharedPublic         ~/Public                     -                                         -
+    ///  22 PreferencePanes      ~/Library/PreferencePanes    /Library/PreferencePanes, -               /System/Library/PreferencePanes
+    ///  23 ApplicationScripts   ~/Library/Application Scripts -                                        -
+    /// 100 AllApplications      directories 1, 2, 3, 4 of each domain
+    /// 101 AllLibraries         directories 5, 6 of each domain
+    /// 102 Trash                ~/.Trash                     -                                         -
     std::vector<std::string> pathsForDirectory(SearchPathDirectory directory, unsigned domainMask) const;
 
 private:

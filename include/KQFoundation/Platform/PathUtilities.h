@@ -11,23 +11,39 @@ namespace kq {
 std::string lastPathComponent(std::string_view path);
 /// "b.tar.gz" -> "gz"; no extension (or a leading-dot name such as ".Trash") -> "".
 std::string pathExtension(std::string_view path);
-/// "/a/b" -> {"/", "a", "b"}; "a/b/" -> {"a", "b", "/"} as the platform does.
+/// "/a/b" -> {"/", "a", "b"}; "a/b/" -> {"a", "b", "/"} as the platform does;
+/// repeated slashes count as one.
 std::vector<std::string> pathComponents(std::string_view path);
+/// "/a" + "b" -> "/a/b"; "" + "b" -> "b"; repeated and trailing slashes of
+/// the result are dropped ("/" stays "/").
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component);
+/// "/a/b" -> "/a"; "/a" -> "/"; "/" -> "/"; "b" -> "".
 std::string stringByDeletingLastPathComponent(std::string_view path);
-/// Appends "." + ext; an empty extension leaves the path unchanged.
+/// Appends "." + ext; an empty extension, an extension holding "/", and the
+/// paths "" and "/" leave the path unchanged.
 std::string stringByAppendingPathExtension(std::string_view path, std::string_view ext);
+/// "/a/b.txt" -> "/a/b"; a leading-dot name keeps its dot (".Trash").
 std::string stringByDeletingPathExtension(std::string_view path);
-/// Removes "." components, resolves ".." lexically, collapses slashes, drops a trailing slash.
+/// Expands "~" (through the current file-system layout), removes "."
+/// components, resolves ".." lexically (above "/" stays "/"; leading ".." of
+/// a relative path are kept), collapses slashes, drops a trailing slash.
+/// Symbolic links are not consulted. A relative path that reduces to nothing gives ".".
 std::string stringByStandardizingPath(std::string_view path);
+/// "~" and "~/x" with the current layout's home; anything else unchanged.
+std::string stringByExpandingTildeInPath(std::string_view path);
+/// True for "/..." and, as on the platform, for "~...".
 bool isAbsolutePath(std::string_view path);
 
-/// Percent-escapes UTF-8 text: every byte outside the characters that are
-/// legal in a URL, plus every character of `alsoEscape`.
+/// Percent-escapes UTF-8 text ("%XX", upper-case hex): every byte that is
+/// never legal in a URL (controls, space, non-ASCII bytes and " # % < > [ \ ] ^ ` { | }),
+/// plus every character of `alsoEscape`. Legal are letters, digits and
+/// - . _ ~ ! $ & ' ( ) * + , ; = : / ? @
 std::string stringByAddingPercentEscapes(std::string_view text, std::string_view alsoEscape = "");
 /// The characters the URL helpers escape beyond the illegal ones.
 inline constexpr std::string_view kURLReservedCharactersToEscape = ";/?:@&=+$,";
 /// Replaces every "%XX"; "+" stays "+". Fails (false) on a malformed escape or invalid UTF-8.
 bool stringByRemovingPercentEscapes(std::string_view text, std::string& out);
+/// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates).
+bool isValidUTF8(std::string_view text);
 
 }  // namespace kq

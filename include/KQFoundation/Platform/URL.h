@@ -20,14 +20,21 @@ public:
     URL() = default;
 
     /// A file URL for the path; a relative path is made absolute against the
-    /// current directory, "~" is expanded through the file-system layout.
+    /// current directory, "~" is expanded through the file-system layout, and
+    /// repeated and trailing slashes are dropped. As on the platform, the
+    /// one-argument form asks the file system whether the path is a folder
+    /// (unless it ends in "/"); walkers that know the type pass it instead.
     static URL fileURLWithPath(std::string_view path);
     static URL fileURLWithPath(std::string_view path, bool isDirectory);
     /// Parses an absolute or relative URL string (RFC 3986); nullopt when it is
-    /// not a valid URL (spaces, bad escapes, ...).
+    /// not a valid URL (spaces, bad escapes, an escaped path, user or host
+    /// that is not UTF-8, a port above 65535, an empty string). "file:" URLs
+    /// with an empty or "localhost" host and no query or fragment become file
+    /// URLs equal to those made from their paths.
     static std::optional<URL> URLWithString(std::string_view string);
 
-    bool isFileURL() const { return isFile_; }
+    /// True for file URLs, also those kept as text because they carry a query.
+    bool isFileURL() const;
     bool empty() const { return !isFile_ && string_.empty(); }
     /// The whole URL as text ("file:///Users/a%20b/", "https://h/p?q#f").
     std::string absoluteString() const;
@@ -36,8 +43,7 @@ public:
     std::optional<int> port() const;
     std::string user() const;
     std::string password() const;
-    /// The percent-decoded path; for a file URL without a trailing slash
-    /// ("/" stays "/").
+    /// The percent-decoded path, without a trailing slash ("/" stays "/").
     std::string path() const;
     /// The query as written (still escaped), without "?"; nullopt when absent.
     std::optional<std::string> query() const;
@@ -46,6 +52,9 @@ public:
     /// True for a file URL made as a directory or a URL whose path ends in "/".
     bool hasDirectoryPath() const;
 
+    // Path operations work on the path and keep the rest of a network URL
+    // (query, fragment). The one-argument append asks the file system whether
+    // a file URL's new path is a folder, as fileURLWithPath does.
     std::string lastPathComponent() const;
     std::string pathExtension() const;
     std::vector<std::string> pathComponents() const;
