@@ -26,6 +26,15 @@ void defaultSink(const std::string& line) {
     syslog(LOG_NOTICE, "%s", line.c_str());
 }
 
+// The flags, width and precision of a conversion, without length modifiers
+// and the conversion character ("%-8.2lf" -> "%-8.2").
+std::string stem(const std::string& spec) {
+    std::string out;
+    for (char c : spec.substr(0, spec.size() - 1))
+        if (std::string_view("hljztLq").find(c) == std::string_view::npos) out += c;
+    return out;
+}
+
 // Formats one printf conversion with its numeric argument.
 std::string convert(const std::string& spec, const LogArgument& arg, const std::string& described) {
     const char conversion = spec.back();
@@ -34,7 +43,7 @@ std::string convert(const std::string& spec, const LogArgument& arg, const std::
         case 'd':
         case 'i':
         case 'c': {
-            std::string f = spec.substr(0, spec.find_first_of("hljztL")) + "lld";
+            std::string f = stem(spec) + "lld";
             if (conversion == 'c') return described;
             long long value = arg.kind == LogArgument::Kind::Unsigned ? static_cast<long long>(arg.u)
                               : arg.kind == LogArgument::Kind::Real   ? static_cast<long long>(arg.d)
@@ -48,7 +57,7 @@ std::string convert(const std::string& spec, const LogArgument& arg, const std::
         case 'X':
         case 'o': {
             if (arg.kind == LogArgument::Kind::Text) return described;
-            std::string f = spec.substr(0, spec.find_first_of("hljztL")) + "ll" + conversion;
+            std::string f = stem(spec) + "ll" + conversion;
             unsigned long long value = arg.kind == LogArgument::Kind::Unsigned ? arg.u
                                        : arg.kind == LogArgument::Kind::Real
                                            ? static_cast<unsigned long long>(arg.d)
@@ -63,7 +72,7 @@ std::string convert(const std::string& spec, const LogArgument& arg, const std::
         case 'g':
         case 'G': {
             if (arg.kind == LogArgument::Kind::Text) return described;
-            std::string f = spec.substr(0, spec.find_first_of("lL")) + conversion;
+            std::string f = stem(spec) + conversion;
             double value = arg.kind == LogArgument::Kind::Real       ? arg.d
                            : arg.kind == LogArgument::Kind::Unsigned ? static_cast<double>(arg.u)
                                                                      : static_cast<double>(arg.s);

@@ -69,7 +69,7 @@ std::string stringByAppendingPathComponent(std::string_view path, std::string_vi
     std::string result;
     result.reserve(path.size() + component.size() + 1);
     appendCollapsingSlashes(result, path);
-    if (!result.empty() && !component.empty()) result.push_back('/');
+    if (!result.empty() && !component.empty()) appendCollapsingSlashes(result, "/");
     appendCollapsingSlashes(result, component);
     dropTrailingSlash(result);
     return result;

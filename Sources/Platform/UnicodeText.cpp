@@ -5,6 +5,8 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 
 namespace kq {
 namespace {
@@ -95,9 +97,16 @@ bool likeMatch(std::string_view text, std::string_view pattern, bool lower) noex
 }  // namespace
 
 bool isASCII(std::string_view text) noexcept {
-    unsigned char bits = 0;
-    for (char c : text) bits |= static_cast<unsigned char>(c);
-    return bits < 0x80;
+    // Eight bytes at a time: paths are long and this runs per directory entry.
+    std::size_t i = 0;
+    std::uint64_t bits = 0;
+    for (; i + 8 <= text.size(); i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + i, 8);
+        bits |= word;
+    }
+    for (; i < text.size(); ++i) bits |= static_cast<unsigned char>(text[i]);
+    return (bits & 0x8080808080808080ull) == 0;
 }
 
 std::size_t nextCodePointOffset(std::string_view text, std::size_t offset) noexcept {
@@ -112,8 +121,11 @@ std::size_t nextCodePointOffset(std::string_view text, std::size_t offset) noexc
 
 std::size_t lengthInUTF16Units(std::string_view text) noexcept {
     std::size_t units = 0;
-    for (std::size_t i = 0; i < text.size(); i = nextCodePointOffset(text, i)) {
-        units += static_cast<unsigned char>(text[i]) >= 0xF0 ? 2 : 1;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t next = nextCodePointOffset(text, i);
+        // Only a complete four-byte sequence lies outside the BMP.
+        units += (next - i == 4) ? 2 : 1;
+        i = next;
     }
     return units;
 }

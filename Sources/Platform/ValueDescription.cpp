@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cstdio>
 #include <ctime>
+#include <ostream>
 
 #include "KQFoundation/Platform/Describe.h"
 #include "KQFoundation/Platform/Exceptions.h"
@@ -106,6 +107,9 @@ std::string describe(const Value& v) {
     append(out, v, 0, false);
     return out;
 }
+
+void PrintTo(const Value& v, std::ostream* os) { *os << describe(v); }
+void PrintTo(const Dictionary& d, std::ostream* os) { *os << describe(d); }
 
 std::string describe(const Array& a) {
     std::string out;

@@ -34,11 +34,13 @@ struct FileAttributes {
     bool fileExtensionHidden = false;
 };
 
-/// Depth-first walk below one folder, yielding paths relative to it. Never
+/// Depth-first walk below one folder, yielding paths relative to it. The
+/// entries of each folder come in byte order of their names, and a folder is
+/// entered right after it is returned ("a", "a/x", "a/y", "b"). Never
 /// follows symbolic links to folders, never enters a folder twice (loops by
 /// device and inode), skips folders it cannot read. Memory grows with the
 /// depth of the tree and the width of the folders on the current path, not
-/// with the size of the tree.
+/// with the size of the tree; no descriptor stays open between calls.
 class DirectoryEnumerator {
 public:
     virtual ~DirectoryEnumerator() = default;
@@ -76,8 +78,12 @@ public:
     bool createFileAtPath(std::string_view path, const Data& contents, std::error_code* error = nullptr) const;
     bool createDirectoryAtPath(std::string_view path, bool withIntermediateDirectories,
                                std::error_code* error = nullptr) const;
-    /// Renames; fails rather than replacing an existing destination.
+    /// Renames; fails rather than replacing an existing destination. Across
+    /// file systems the item is copied (contents, modes, times, "user."
+    /// extended attributes) and the original removed only once the copy is
+    /// complete; a failed copy is removed again and the original stays.
     bool moveItemAtPath(std::string_view from, std::string_view to, std::error_code* error = nullptr) const;
+    /// Removes the item and, for a folder, everything in it (links are not followed).
     bool removeItemAtPath(std::string_view path, std::error_code* error = nullptr) const;
     std::optional<std::string> destinationOfSymbolicLinkAtPath(std::string_view path) const;
     std::string currentDirectoryPath() const;
@@ -85,8 +91,15 @@ public:
     /// The search-path folders through the current file-system layout.
     std::vector<URL> URLsForDirectory(SearchPathDirectory directory, unsigned domainMask) const;
 
-    /// Value of an extended attribute of the item (links not followed).
+    /// Value of an extended attribute of the item (links not followed). A name
+    /// without a namespace is read as "user." + name, then as given.
     std::optional<Data> extendedAttribute(std::string_view path, std::string_view name) const;
+    /// Sets an extended attribute of the item ("user." + name unless the name has a namespace).
+    bool setExtendedAttribute(std::string_view path, std::string_view name, const Data& value,
+                              std::error_code* error = nullptr) const;
+    /// Sets or clears the Finder's "hide extension" flag (the platform's
+    /// setAttributes: with NSFileExtensionHidden), keeping the other Finder info.
+    bool setFileExtensionHidden(std::string_view path, bool hidden, std::error_code* error = nullptr) const;
 
     // NSFileManager(KQFoundation), see NSFileManager+KQFoundation.h; defined
     // in Sources/Common/Scanning/NSFileManager+KQFoundation.cpp.

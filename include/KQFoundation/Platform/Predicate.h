@@ -5,10 +5,21 @@
 //   path ENDSWITH[c] '.app' AND NOT (lastPathComponent BEGINSWITH '.')
 //   lastPathComponent LIKE[cd] 'com.example.*' OR self IN %@
 //
-// Comparisons == = != <> < <= > >=, BEGINSWITH ENDSWITH CONTAINS LIKE MATCHES IN,
-// flags [c] (Unicode case folding) [d] (diacritics) [cd], AND/&& OR/|| NOT/!,
-// TRUEPREDICATE FALSEPREDICATE, 'quoted' "strings", numbers, YES NO NIL,
-// dotted key paths, %@ and %K arguments, $VARIABLES, { array, literals }.
+// Comparisons == = != <> < <= > >= =< =>, BEGINSWITH ENDSWITH CONTAINS LIKE
+// MATCHES IN BETWEEN, flags [c] (Unicode case folding) [d] (diacritics) [cd],
+// ANY/SOME ALL NONE before a collection key path, AND/&& OR/|| NOT/!,
+// TRUEPREDICATE FALSEPREDICATE, 'quoted' "strings" (\n \t \uXXXX ...),
+// numbers (0x hex), YES NO TRUE FALSE NIL NULL, SELF, dotted key paths ("#"
+// escapes a keyword), "@count", %@ %K (and %d %i %f %s) arguments, $VARIABLES,
+// { aggregates }, CAST(seconds, "NSDate") and CAST("url", "NSURL") for the
+// values that have no literal.
+//
+// Evaluation reads key paths from the object: a dictionary answers its keys
+// (nil for a missing one), an array maps the key over its elements, URLs and
+// strings answer their accessor names (path, lastPathComponent, ...); any
+// other key raises kq::InvalidArgumentException. nil equals only nil; string
+// operators on nil are false. A parsed predicate is immutable and may be
+// evaluated from several threads at once.
 #include <memory>
 #include <string>
 #include <string_view>
@@ -22,8 +33,10 @@ class Predicate {
 public:
     virtual ~Predicate() = default;
 
-    /// Parses the format; %@ and %K take the arguments in order.
-    /// Throws kq::InvalidArgumentException naming the position of the fault.
+    /// Parses the format; %@ and %K take the arguments in order (extra ones
+    /// are ignored). Throws kq::InvalidArgumentException naming the position
+    /// of the fault, for too few arguments, or a constant MATCHES pattern
+    /// that does not compile.
     static std::shared_ptr<const Predicate> predicateWithFormat(std::string_view format,
                                                                 const std::vector<Value>& arguments = {});
     static std::shared_ptr<const Predicate> predicateWithValue(bool value);
@@ -35,7 +48,9 @@ public:
     static std::shared_ptr<const Predicate> notPredicateWithSubpredicate(std::shared_ptr<const Predicate> sub);
 
     /// Evaluates with the object as "self". Throws kq::InvalidArgumentException
-    /// for a key path the object does not have, or an unset $VARIABLE.
+    /// for a key path the object does not have, an unset $VARIABLE, or an
+    /// operator given operands it cannot take (BEGINSWITH on a number, ANY on
+    /// a string).
     virtual bool evaluateWithObject(const Value& object) const = 0;
     virtual bool evaluateWithObject(const Value& object, const Dictionary& substitutionVariables) const = 0;
     /// File URLs answer path, lastPathComponent, pathExtension, absoluteString,
@@ -45,7 +60,9 @@ public:
     /// A copy with $VARIABLES replaced by the dictionary's values.
     virtual std::shared_ptr<const Predicate> predicateWithSubstitutionVariables(
         const Dictionary& variables) const = 0;
-    /// The format text of the parsed predicate (canonical spacing and quoting).
+    /// The format text of the parsed predicate (canonical spacing and quoting);
+    /// it parses back to an equal predicate, except for data and dictionary
+    /// constants, which print their description.
     virtual std::string predicateFormat() const = 0;
 };
 

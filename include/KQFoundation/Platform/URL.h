@@ -45,6 +45,13 @@ public:
     std::string password() const;
     /// The percent-decoded path, without a trailing slash ("/" stays "/").
     std::string path() const;
+    /// A file URL's path as path() gives it, without a copy; empty for other URLs.
+    std::string_view filePathView() const noexcept {
+        if (!isFile_) return {};
+        std::string_view p = string_;
+        while (p.size() > 1 && p.back() == '/') p.remove_suffix(1);
+        return p;
+    }
     /// The query as written (still escaped), without "?"; nullopt when absent.
     std::optional<std::string> query() const;
     /// The fragment as written, without "#"; nullopt when absent.

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <initializer_list>
+#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
@@ -162,6 +163,10 @@ private:
 std::string describe(const Value& v);
 std::string describe(const Array& a);
 std::string describe(const Dictionary& d);
+
+/// For test frameworks that print values (GoogleTest finds these by name).
+void PrintTo(const Value& v, std::ostream* os);
+void PrintTo(const Dictionary& d, std::ostream* os);
 
 /// Seconds since 1 January 2001 UTC, the platform's reference date.
 double timeIntervalSinceReferenceDate(Date d);

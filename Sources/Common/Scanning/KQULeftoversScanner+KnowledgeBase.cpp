@@ -1,0 +1,142 @@
+// Turning the leftovers knowledge base into files scanners and predicates.
+#include <algorithm>
+#include <cctype>
+#include <unordered_map>
+
+#include "KQFoundation/KQULeftoversScanner.h"
+#include "KQFoundation/NSString+LikePredicateWrapping.h"
+#include "KQFoundation/Platform/Bundle.h"
+#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/Platform/PropertyList.h"
+
+namespace {
+
+constexpr std::string_view kTypeKey = "Type";
+
+/// The library's own knowledge base, read once per process. A resource that
+/// is there but unreadable gives no entries; a missing one is a broken
+/// installation and raises every time it is asked for.
+const kq::Array& builtInKnowledgeBase() {
+    struct Resource {
+        bool present = false;
+        kq::Array entries;
+    };
+    static const Resource resource = [] {
+        Resource r;
+        const std::optional<kq::Data> bytes =
+            kq::Bundle::libraryBundle()->dataForResource("LeftoversScanners", "plist");
+        if (!bytes) return r;
+        r.present = true;
+        if (std::optional<kq::Value> document = kq::PropertyList::read(*bytes))
+            if (kq::Array* entries = document->asArray()) r.entries = std::move(*entries);
+        return r;
+    }();
+    if (!resource.present)
+        throw kq::InvalidArgumentException("LeftoversScanners.plist is missing from the library's resources");
+    return resource.entries;
+}
+
+const std::string& requiredFormat(const kq::Dictionary& params) {
+    const std::string* format = params.stringValueForKey("Format");
+    if (!format) throw kq::InvalidArgumentException("filter without a \"Format\" string");
+    return *format;
+}
+
+bool containsIgnoringASCIICase(std::string_view text, std::string_view needle) {
+    return std::search(text.begin(), text.end(), needle.begin(), needle.end(), [](char a, char b) {
+               return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+           }) != text.end();
+}
+
+std::vector<kq::URL> sourceDirectoryURLs(const kq::Dictionary& entry) {
+    std::vector<kq::URL> urls;
+    const kq::Array* paths = entry.arrayValueForKey("SourceDirectories");
+    if (!paths) return urls;
+    const std::shared_ptr<const kq::FileSystemLayout> layout = kq::FileSystemLayout::current();
+    for (const kq::Value& path : *paths)
+        if (const std::string* text = path.asString())
+            urls.push_back(kq::URL::fileURLWithPath(layout->resolveResourcePath(*text)));
+    return urls;
+}
+
+}  // namespace
+
+const std::vector<std::unique_ptr<KQUFilesScanner>>& KQULeftoversScanner::scanners() {
+    if (scanners_) return *scanners_;
+
+    const kq::Array& document = knowledgeBase_ ? *knowledgeBase_ : builtInKnowledgeBase();
+    std::vector<std::unique_ptr<KQUFilesScanner>> built;
+    // Keyed by value: entries that share a filter share its predicate, so the
+    // costly per-identifier compound is built once for the whole document.
+    std::unordered_map<kq::Dictionary, kq::PredicatePtr> filterCache;
+
+    for (const kq::Value& entryValue : document) {
+        const kq::Dictionary* entry = entryValue.asDictionary();
+        if (!entry) continue;
+        const std::string* type = entry->stringValueForKey(kTypeKey);
+        if (!type || type->empty()) continue;
+
+        auto scanner = std::make_unique<KQUFilesScanner>(sourceDirectoryURLs(*entry));
+        std::vector<kq::PredicatePtr> predicates;
+        if (const kq::Array* filters = entry->arrayValueForKey("Filters")) {
+            for (const kq::Value& filterValue : *filters) {
+                const kq::Dictionary* filter = filterValue.asDictionary();
+                if (!filter) continue;
+                if (auto cached = filterCache.find(*filter); cached != filterCache.end()) {
+                    predicates.push_back(cached->second);
+                    continue;
+                }
+                const std::string* filterType = filter->stringValueForKey(kTypeKey);
+                const kq::Dictionary* params = filter->dictioniaryValueForKey("Params");
+                kq::PredicatePtr predicate =
+                    filterWithType(filterType ? *filterType : std::string(), params ? *params : kq::Dictionary());
+                if (!predicate) continue;
+                filterCache.emplace(*filter, predicate);
+                predicates.push_back(std::move(predicate));
+            }
+        }
+        scanner->setPredicate(kq::Predicate::andPredicateWithSubpredicates(std::move(predicates)));
+        scanner->setDelegate(this);
+        scanner->userInfo().setObject(kTypeKey, kq::Value(*type));
+        scanner->setSkipSubdirectoryDescendants(entry->boolValueForKey("SkipSubdirectoryDescendants", false));
+        built.push_back(std::move(scanner));
+    }
+    scanners_ = std::move(built);
+    return *scanners_;
+}
+
+kq::PredicatePtr KQULeftoversScanner::filterWithType(std::string_view type, const kq::Dictionary& params) {
+    using Builder = kq::PredicatePtr (KQULeftoversScanner::*)(const kq::Dictionary&);
+    static const std::unordered_map<std::string_view, Builder> builders{
+        {"Predicate", &KQULeftoversScanner::predicateFilterWithParams},
+        {"InstalledApplicationIdentifiers", &KQULeftoversScanner::installedApplicationIdentifiersFilterWithParams},
+    };
+    const auto builder = builders.find(type);
+    if (builder == builders.end()) return nullptr;
+    return (this->*(builder->second))(params);
+}
+
+kq::PredicatePtr KQULeftoversScanner::predicateFilterWithParams(const kq::Dictionary& params) {
+    kq::PredicatePtr predicate = kq::Predicate::predicateWithFormat(requiredFormat(params));
+    if (const kq::Dictionary* variables = params.dictioniaryValueForKey("Variables"); variables && predicate)
+        predicate = predicate->predicateWithSubstitutionVariables(*variables);
+    return predicate;
+}
+
+kq::PredicatePtr KQULeftoversScanner::installedApplicationIdentifiersFilterWithParams(const kq::Dictionary& params) {
+    const std::string& format = requiredFormat(params);
+    // Only a plain case-insensitive LIKE takes the identifier as a pattern;
+    // "LIKE[cd] %@" is left as written.
+    const bool escapeForLike = containsIgnoringASCIICase(format, "LIKE[C] %@");
+    const kq::Dictionary* variables = params.dictioniaryValueForKey("Variables");
+
+    std::vector<kq::PredicatePtr> predicates;
+    for (const std::string& identifier : installedApplicationIdentifiers()) {
+        kq::Value argument(escapeForLike ? kq::stringWrappedForLikePredicate(identifier) : identifier);
+        kq::PredicatePtr predicate = kq::Predicate::predicateWithFormat(format, {std::move(argument)});
+        if (predicate && variables) predicate = predicate->predicateWithSubstitutionVariables(*variables);
+        if (predicate) predicates.push_back(std::move(predicate));
+    }
+    return kq::Predicate::andPredicateWithSubpredicates(std::move(predicates));
+}

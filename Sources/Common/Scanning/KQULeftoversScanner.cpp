@@ -1,0 +1,113 @@
+#include "KQFoundation/KQULeftoversScanner.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "KQFoundation/Platform/Bundle.h"
+
+namespace {
+
+/// Clears the active child however its scan ends.
+struct ActiveScannerScope {
+    KQULeftoversScanner& owner;
+    ActiveScannerScope(KQULeftoversScanner& o, KQUFilesScanner* child) : owner(o) { owner.setActiveScanner(child); }
+    ~ActiveScannerScope() { owner.setActiveScanner(nullptr); }
+};
+
+}  // namespace
+
+std::unique_ptr<KQULeftoversScanner> KQULeftoversScanner::create(
+    std::optional<std::vector<kq::URL>> installedApplications) {
+    return create(std::move(installedApplications), std::nullopt);
+}
+
+std::unique_ptr<KQULeftoversScanner> KQULeftoversScanner::create(
+    std::optional<std::vector<kq::URL>> installedApplications, std::optional<kq::Array> knowledgeBase) {
+    if (!installedApplications) return nullptr;
+    return std::make_unique<KQULeftoversScanner>(std::move(*installedApplications), std::move(knowledgeBase));
+}
+
+KQULeftoversScanner::KQULeftoversScanner(std::vector<kq::URL> installedApplications,
+                                         std::optional<kq::Array> knowledgeBase)
+    : knowledgeBase_(std::move(knowledgeBase)) {
+    std::unordered_set<kq::URL> seen;
+    for (kq::URL& url : installedApplications)
+        if (seen.insert(url).second) installedApplications_.push_back(std::move(url));
+}
+
+KQULeftoversScanner::~KQULeftoversScanner() {
+    // The children die with us; none may call back into a half-destroyed owner.
+    if (scanners_)
+        for (const auto& child : *scanners_) child->setDelegate(nullptr);
+}
+
+void KQULeftoversScanner::setDelegate(KQUScannerDelegate* delegate) {
+    leftoversDelegate_ = dynamic_cast<KQULeftoversScannerDelegate*>(delegate);
+    KQUScanner::setDelegate(delegate);
+}
+
+void KQULeftoversScanner::setDelegate(KQULeftoversScannerDelegate* delegate) {
+    leftoversDelegate_ = delegate;
+    KQUScanner::setDelegate(delegate);
+}
+
+void KQULeftoversScanner::stop() {
+    if (KQUFilesScanner* child = activeScanner()) child->stop();
+    KQUScanner::stop();
+}
+
+const std::vector<std::string>& KQULeftoversScanner::installedApplicationIdentifiers() {
+    if (installedApplicationIdentifiers_) return *installedApplicationIdentifiers_;
+
+    std::vector<std::string> identifiers;
+    identifiers.reserve(installedApplications_.size());
+    std::unordered_set<std::string> seen;
+    const std::size_t count = installedApplications_.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::shared_ptr<kq::Bundle> bundle = kq::Bundle::bundleWithURL(installedApplications_[i]);
+        if (!bundle || bundle->infoDictionary().empty()) continue;
+        if (const std::string* identifier = bundle->infoDictionary().stringValueForKey("CFBundleIdentifier"))
+            if (seen.insert(*identifier).second) identifiers.push_back(*identifier);
+        // The index, not i + 1: this phase never reports its own end.
+        bundlesCollectorProgress_ = static_cast<double>(i) / static_cast<double>(count);
+        updateProgress();
+    }
+    installedApplicationIdentifiers_ = std::move(identifiers);
+    return *installedApplicationIdentifiers_;
+}
+
+void KQULeftoversScanner::updateProgress() { setProgress((scannersProgress_ + bundlesCollectorProgress_) * 0.5); }
+
+void KQULeftoversScanner::performScan() {
+    for (const auto& child : scanners()) {
+        if (stopped()) return;
+        const ActiveScannerScope active(*this, child.get());
+        child->scan();
+    }
+}
+
+void KQULeftoversScanner::filesScannerDidFindItem(KQUFilesScanner& scanner, const kq::URL& item,
+                                                  const kq::URL& sourceDirectory) {
+    (void)sourceDirectory;
+    if (!leftoversDelegate_) return;
+    static const std::string kNoType;
+    const std::string* type = scanner.userInfo().stringValueForKey("Type");
+    leftoversDelegate_->leftoversScannerDidFindItem(*this, item, type ? *type : kNoType);
+}
+
+void KQULeftoversScanner::scannerDidReachProgress(KQUScanner& scanner, double progress) {
+    if (!scanners_ || scanners_->empty()) return;
+    const auto& children = *scanners_;
+    const auto found = std::find_if(children.begin(), children.end(),
+                                    [&](const auto& child) { return child.get() == &scanner; });
+    if (found == children.end()) return;
+    const auto index = static_cast<double>(found - children.begin());
+    scannersProgress_ = (progress + index) / static_cast<double>(children.size());
+    updateProgress();
+}
+
+void KQULeftoversScanner::scannerWillStart(KQUScanner& scanner) {
+    // A child clears its own stop flag when it starts; a stop that reached us
+    // while the child was being started must still reach the child.
+    if (stopped()) scanner.stop();
+}

@@ -1,0 +1,114 @@
+#include "KQFoundation/NSFileManager+KQFoundation.h"
+
+#include <fts.h>
+#include <sys/stat.h>
+
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Platform/PathUtilities.h"
+#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Platform/Workspace.h"
+
+namespace kq {
+
+namespace {
+
+constexpr std::string_view kLastUsedDateAttribute = "com.apple.metadata:kMDItemLastUsedDate";
+
+std::string lastFolder(SearchPathDirectory directory, unsigned domainMask) {
+    const auto paths = FileSystemLayout::current()->pathsForDirectory(directory, domainMask);
+    return paths.empty() ? std::string() : paths.back();
+}
+
+/// The metadata attribute holds a date, or (written by some tools) an array whose first element is one.
+std::optional<Date> dateFromMetadataAttribute(const Data& bytes) {
+    auto value = PropertyList::read(bytes);
+    if (!value) return std::nullopt;
+    if (const Date* date = value->asDate()) return *date;
+    if (const Array* array = value->asArray(); array && !array->empty())
+        if (const Date* date = array->front().asDate()) return *date;
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::uint64_t FileManager::sizeOfItemAtPath(std::string_view path) const {
+    if (path.empty()) return 0;
+    std::string root(path);
+    char* roots[] = {root.data(), nullptr};
+    FTS* tree = fts_open(roots, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
+    if (!tree) return 0;
+    std::uint64_t total = 0;
+    while (FTSENT* entry = fts_read(tree)) {
+        switch (entry->fts_info) {
+            case FTS_F:
+            case FTS_SL:
+            case FTS_SLNONE:
+            case FTS_DEFAULT:
+                total += static_cast<std::uint64_t>(entry->fts_statp->st_size);
+                break;
+            default:
+                // Folders (before and after their contents, unreadable, or
+                // met again through a loop) and entries that could not be
+                // examined add nothing.
+                break;
+        }
+    }
+    fts_close(tree);
+    return total;
+}
+
+std::string FileManager::crashReportFolderInDomain(unsigned domainMask) const {
+    const std::string logs = stringByAppendingPathComponent(lastFolder(SearchPathDirectory::Library, domainMask), "Logs");
+    std::string diagnosticReports = stringByAppendingPathComponent(logs, "DiagnosticReports");
+    if (fileExistsAtPath(diagnosticReports)) return diagnosticReports;
+    return stringByAppendingPathComponent(logs, "CrashReporter");
+}
+
+std::string FileManager::crashReportHistoryFolderInDomain(unsigned domainMask) const {
+    return stringByAppendingPathComponent(lastFolder(SearchPathDirectory::ApplicationSupport, domainMask),
+                                          "CrashReporter");
+}
+
+std::vector<std::string> FileManager::crashReportFolders() const {
+    // One list per layout: the running machine's is built once; a host that
+    // inspects another Mac tree gets that tree's folders.
+    static std::mutex mutex;
+    static std::map<std::pair<std::string, std::string>, std::vector<std::string>> lists;
+    const auto layout = FileSystemLayout::current();
+    std::lock_guard lock(mutex);
+    auto [position, inserted] = lists.try_emplace({layout->root(), layout->home()});
+    if (inserted) {
+        position->second = {crashReportFolderInDomain(LocalDomainMask),
+                            crashReportHistoryFolderInDomain(LocalDomainMask),
+                            crashReportFolderInDomain(UserDomainMask),
+                            crashReportHistoryFolderInDomain(UserDomainMask)};
+    }
+    return position->second;
+}
+
+std::optional<Date> FileManager::lastUsedDateOfTimeAtPath(std::string_view path) const {
+    if (auto bytes = extendedAttribute(path, kLastUsedDateAttribute))
+        if (auto date = dateFromMetadataAttribute(*bytes)) return date;
+    std::error_code error;
+    if (auto attributes = attributesOfItemAtPath(path, &error)) return attributes->accessDate;
+    log("Could not get attribute modification date for item: %@, error: %@", path, error.message());
+    return std::nullopt;
+}
+
+bool FileManager::isPathInFilePackage(std::string_view path) const {
+    const std::size_t components = pathComponents(path).size();
+    if (components < 2) return false;
+    const Workspace& workspace = Workspace::sharedWorkspace();
+    std::string folder(path);
+    for (std::size_t step = 1; step < components; ++step) {
+        folder = stringByDeletingLastPathComponent(folder);
+        if (workspace.isFilePackageAtPath(folder)) return true;
+    }
+    return false;
+}
+
+}  // namespace kq

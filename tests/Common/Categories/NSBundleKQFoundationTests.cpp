@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include "KQFoundation/NSBundle+KQFoundation.h"
+#include "KQFoundation/Platform/Exceptions.h"
+#include "Support/ScopedEnvironment.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+/// Only LANG set, so the user's language is known.
+struct ScopedLanguage : kqtest::ScopedEnvironment {
+    explicit ScopedLanguage(const char* lang) : kqtest::ScopedEnvironment({{"LANG", lang}}) {}
+};
+
+class NSBundleKQFoundationTests : public ::testing::Test {
+protected:
+    kqtest::TemporaryDirectory dir;
+
+    std::shared_ptr<kq::Bundle> bundle(const std::string& name, const std::string& infoEntries,
+                                       std::initializer_list<const char*> localizations) {
+        dir.writeFile(name + "/Contents/Info.plist",
+                      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + infoEntries +
+                          "</dict></plist>\n");
+        for (const char* l : localizations) dir.makeDirectory(name + "/Contents/Resources/" + l + ".lproj");
+        return kq::Bundle::bundleWithPath(dir / name);
+    }
+};
+
+TEST_F(NSBundleKQFoundationTests, VersionsAndCopyrightComeFromTheInfoDictionary) {
+    EXPECT_STREQ(kKQBundleShortVersionStringKey, "CFBundleShortVersionString");
+    auto app = bundle("App.app",
+                      "<key>CFBundleShortVersionString</key><string>2.1.3</string>"
+                      "<key>CFBundleVersion</key><string>2130</string>"
+                      "<key>NSHumanReadableCopyright</key><string>Copyright 2024 Example</string>",
+                      {});
+    EXPECT_EQ(app->shortVersion(), "2.1.3");
+    EXPECT_EQ(app->bundleVersion(), "2130");
+    EXPECT_EQ(app->humanReadableCopyright(), "Copyright 2024 Example");
+
+    // Missing, or present with the wrong type.
+    auto odd = bundle("Odd.app", "<key>CFBundleShortVersionString</key><integer>2</integer>", {});
+    EXPECT_FALSE(odd->shortVersion());
+    EXPECT_FALSE(odd->bundleVersion());
+    EXPECT_FALSE(odd->humanReadableCopyright());
+}
+
+TEST_F(NSBundleKQFoundationTests, PreferredLocalizationAnswersEnglishAsEn) {
+    ScopedLanguage language("fr_FR.UTF-8");
+    EXPECT_EQ(bundle("Old.app", "", {"English", "German"})->preferredLocalization(), "en");
+    EXPECT_EQ(bundle("Multi.app", "", {"en", "fr"})->preferredLocalization(), "fr");
+    EXPECT_EQ(bundle("Base.app", "", {"Base"})->preferredLocalization(), "Base");
+}
+
+TEST_F(NSBundleKQFoundationTests, BundleWithoutLocalizationsIsTheCallersError) {
+    auto bare = bundle("Bare.app", "", {});
+    EXPECT_THROW(bare->preferredLocalization(), kq::RangeException);
+
+    kq::Bundle::setMainBundle(bare);
+    EXPECT_THROW(kq::Bundle::preferredApplicationLocalization(), kq::RangeException);
+    ScopedLanguage language("ru_RU.UTF-8");
+    kq::Bundle::setMainBundle(bundle("Russian.app", "", {"en", "ru"}));
+    EXPECT_EQ(kq::Bundle::preferredApplicationLocalization(), "ru");
+    kq::Bundle::setMainBundle(nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,152 @@
+#include "KQFoundation/KQUApplicationComponentsScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+class KQUApplicationComponentsScannerTests : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "root", tmp / "root/Users/jane"));
+    }
+    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
+
+    std::string home(const std::string& relative) const { return tmp / ("root/Users/jane/" + relative); }
+    std::string root(const std::string& relative) const { return tmp / ("root/" + relative); }
+
+    std::vector<std::string> scan(std::optional<std::string> bundleID, std::string name, bool downloads = false,
+                                  bool withApp = false) {
+        auto configuration =
+            KQUApplicationComponentsScannerConfiguration::configurationWithBundleID(std::move(bundleID), name);
+        configuration->setShouldScanDownloadsFolder(downloads);
+        configuration->setShouldAddAppInComponent(withApp);
+        auto scanner = KQUApplicationComponentsScanner::create(configuration);
+        EXPECT_TRUE(scanner);
+        auto paths = scanner->scanForComponentPaths();
+        EXPECT_FALSE(scanner->scanArguments());
+        return paths;
+    }
+
+    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
+    kqtest::TemporaryDirectory tmp;
+};
+
+TEST_F(KQUApplicationComponentsScannerTests, IdentifierAndNameRulesInPreferencesAndCrashReports) {
+    tmp.writeFile("root/Users/jane/Library/Preferences/COM.Example.Editor.plist");
+    tmp.writeFile("root/Users/jane/Library/Preferences/editor.plist");
+    tmp.writeFile("root/Users/jane/Library/Preferences/EditorPro.plist");
+    tmp.writeFile("root/Users/jane/Library/Preferences/com.example.other.plist");
+    tmp.makeDirectory("root/Library/Application Support/EDITOR");
+    tmp.makeDirectory("root/Users/jane/Library/Logs/DiagnosticReports");
+    tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash");
+    tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/Viewer_2024-01-02.crash");
+
+    EXPECT_EQ(scan("com.example.editor", "Editor"),
+              (std::vector<std::string>{home("Library/Preferences/COM.Example.Editor.plist"),
+                                        home("Library/Preferences/editor.plist"),
+                                        root("Library/Application Support/EDITOR"),
+                                        home("Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash")}));
+
+    // Without an identifier only names count.
+    EXPECT_EQ(scan(std::nullopt, "Editor"),
+              (std::vector<std::string>{home("Library/Preferences/editor.plist"),
+                                        root("Library/Application Support/EDITOR"),
+                                        home("Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash")}));
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, NamesFoldCaseTheUnicodeWay) {
+    tmp.writeFile("root/Users/jane/Library/Caches/CAFÉ.db");
+    EXPECT_EQ(scan(std::nullopt, "Café"), (std::vector<std::string>{home("Library/Caches/CAFÉ.db")}));
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, DownloadsRowTakesOnlyDiskImagesAndPackagesWhenAskedFor) {
+    tmp.writeFile("root/Users/jane/Downloads/Editor.DMG");
+    tmp.writeFile("root/Users/jane/Downloads/Editor.pkg");
+    tmp.writeFile("root/Users/jane/Downloads/Editor.zip");
+    tmp.writeFile("root/Users/jane/Downloads/com.example.editor.dmg");
+    EXPECT_TRUE(scan("com.example.editor", "Editor").empty());
+    EXPECT_EQ(scan("com.example.editor", "Editor", true),
+              (std::vector<std::string>{home("Downloads/Editor.DMG"), home("Downloads/Editor.pkg"),
+                                        home("Downloads/com.example.editor.dmg")}));
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, GrowlTicketRowNeverMatchesBecauseOfItsCapitalT) {
+    tmp.writeFile("root/Users/jane/Library/Application Support/Growl/Tickets/Editor.growlTicket");
+    EXPECT_TRUE(scan("com.example.editor", "Editor").empty());
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, ResourcePathsAreAddedAndDuplicatesKept) {
+    // The resource lists ~/Library/Caches/ExampleBackup for this identifier;
+    // the Caches row finds the same folder by name.
+    tmp.makeDirectory("root/Users/jane/Library/Caches/ExampleBackup");
+    tmp.writeFile("root/Users/jane/Library/LaunchAgents/org.example.backupclient.scheduler.plist");
+    tmp.makeSymlink("root/Users/jane/Library/Application Support/ExampleBackup", "/nowhere");
+    tmp.makeDirectory("root/Applications/ExampleBackup.app");
+
+    const auto paths = scan("org.example.backupclient", "ExampleBackup", false, true);
+    EXPECT_EQ(paths, (std::vector<std::string>{
+                         // Row 6, then row 8 (the dangling link is an entry of Application Support).
+                         home("Library/Caches/ExampleBackup"),
+                         home("Library/Application Support/ExampleBackup"),
+                         // The resource's paths that exist, links counted as themselves.
+                         home("Library/LaunchAgents/org.example.backupclient.scheduler.plist"),
+                         home("Library/Application Support/ExampleBackup"),
+                         home("Library/Caches/ExampleBackup"),
+                         // The bundle itself, last.
+                         root("Applications/ExampleBackup.app"),
+                     }));
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, ScanArgumentsFollowTheRowTable) {
+    auto configuration = KQUApplicationComponentsScannerConfiguration::configurationWithBundleID("a.b", "App");
+    auto scanner = KQUApplicationComponentsScanner::create(configuration);
+    scanner->loadScanArguments();
+    const kq::Array& arguments = *scanner->scanArguments();
+    // Library: 4 domains x 5 rows; Caches: 3 x 2; Application Support: 3 x 2; crash reports: 4.
+    ASSERT_EQ(arguments.size(), 20u + 6u + 6u + 4u);
+    EXPECT_EQ(*arguments[0].asDictionary()->stringValueForKey("path"), home("Library"));
+    EXPECT_EQ(*arguments[4].asDictionary()->stringValueForKey("path"), home("Library/Preferences"));
+    EXPECT_EQ(*arguments[19].asDictionary()->stringValueForKey("path"), root("System/Library/Logs"));
+    const kq::Dictionary& growl = *arguments[29].asDictionary();
+    EXPECT_EQ(*growl.stringValueForKey("path"), home("Library/Application Support/Growl/Tickets"));
+    EXPECT_TRUE(growl.boolValueForKey("checkPartOfAppName", false));
+    EXPECT_EQ(*growl.arrayValueForKey("extensions"), kq::Array{"growlTicket"});
+    EXPECT_TRUE(arguments.back().asDictionary()->boolValueForKey("checkPartOfAppName", false));
+
+    configuration->setShouldScanDownloadsFolder(true);
+    scanner->setScanArguments(kq::Array());
+    scanner->loadScanArguments();
+    EXPECT_EQ(*scanner->scanArguments()->back().asDictionary()->stringValueForKey("path"), home("Downloads"));
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, ConfigurationsWithoutNameAreRefused) {
+    EXPECT_FALSE(KQUApplicationComponentsScanner::create());
+    EXPECT_FALSE(KQUApplicationComponentsScanner::create(
+        std::make_shared<KQUApplicationComponentsScannerConfiguration>()));
+    EXPECT_FALSE(KQUApplicationComponentsScanner::create(
+        KQUApplicationComponentsScannerConfiguration::configurationWithBundleID("a.b", std::nullopt)));
+}
+
+TEST_F(KQUApplicationComponentsScannerTests, ConfigurationFromAppPathLowerCasesTheIdentifier) {
+    tmp.writeFile("root/Applications/Editor.app/Contents/Info.plist",
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                  "<key>CFBundleIdentifier</key><string>Com.Example.Editor</string></dict></plist>\n");
+    auto configuration =
+        KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Applications/Editor.app"));
+    EXPECT_EQ(configuration->bundleID(), "com.example.editor");
+    EXPECT_EQ(configuration->appName(), "Editor");
+    EXPECT_FALSE(configuration->shouldAddAppInComponent());
+
+    auto missing = KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Nowhere/Gone.app"));
+    EXPECT_FALSE(missing->bundleID());
+    EXPECT_EQ(missing->appName(), "Gone");
+}
+
+}  // namespace

@@ -1,0 +1,246 @@
+#include "KQFoundation/KQUFilesScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Platform/Log.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+/// Records what the scanner reports, as paths relative to the fixture folder.
+class WalkLog : public KQUFilesScannerDelegate {
+public:
+    explicit WalkLog(std::string base, bool wantsDirectories = false)
+        : base_(std::move(base) + "/"), wantsDirectories_(wantsDirectories) {}
+
+    std::vector<std::string> events;
+    std::vector<double> progress;
+    std::function<void(KQUFilesScanner&, const std::string&)> onItem = [](KQUFilesScanner&, const std::string&) {};
+    std::function<void(KQUFilesScanner&, const std::string&)> onDirectory = [](KQUFilesScanner&,
+                                                                               const std::string&) {};
+
+    void filesScannerDidFindItem(KQUFilesScanner& scanner, const kq::URL& item, const kq::URL&) override {
+        events.push_back(relative(item));
+        onItem(scanner, relative(item));
+    }
+    void filesScannerDidFindDirectory(KQUFilesScanner& scanner, const kq::URL& directory,
+                                      const kq::URL&) override {
+        events.push_back("dir " + relative(directory));
+        onDirectory(scanner, relative(directory));
+    }
+    bool respondsToFilesScannerDidFindDirectory() const override { return wantsDirectories_; }
+    void scannerDidReachProgress(KQUScanner&, double value) override { progress.push_back(value); }
+
+private:
+    std::string relative(const kq::URL& url) const {
+        const std::string path = url.path();
+        return path.rfind(base_, 0) == 0 ? path.substr(base_.size()) : path;
+    }
+    std::string base_;
+    bool wantsDirectories_;
+};
+
+class KQUFilesScannerTests : public ::testing::Test {
+protected:
+    void SetUp() override {
+        tmp.writeFile("root/a.txt");
+        tmp.writeFile("root/Sub/b.txt");
+        tmp.writeFile("root/Sub/Deep/c.txt");
+        tmp.writeFile("root/Foo.app/inside");
+        tmp.writeFile("root/Bar.bundle/inside");
+        tmp.writeFile("other/z.txt");
+    }
+    kq::URL url(const std::string& relative) const { return kq::URL::fileURLWithPath(tmp / relative, true); }
+
+    kqtest::TemporaryDirectory tmp;
+};
+
+TEST_F(KQUFilesScannerTests, WalksDepthFirstAndAnnouncesDirectoriesBeforeTheirItemTest) {
+    KQUFilesScanner scanner({url("root")});
+    WalkLog log(tmp / "root", true);
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"dir Bar.bundle", "Bar.bundle", "Bar.bundle/inside", "dir Foo.app",
+                                                    "Foo.app", "Foo.app/inside", "dir Sub", "Sub", "dir Sub/Deep",
+                                                    "Sub/Deep", "Sub/Deep/c.txt", "Sub/b.txt", "a.txt"}));
+    EXPECT_EQ(scanner.directoryEnumerator(), nullptr);
+}
+
+TEST_F(KQUFilesScannerTests, DelegateCanPruneFromEitherCallback) {
+    KQUFilesScanner scanner({url("root")});
+    WalkLog log(tmp / "root", true);
+    log.onDirectory = [](KQUFilesScanner& s, const std::string& path) {
+        if (path == "Sub") s.skipDescendants();
+    };
+    log.onItem = [](KQUFilesScanner& s, const std::string& path) {
+        if (path == "Foo.app") s.skipDescendants();
+    };
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"dir Bar.bundle", "Bar.bundle", "Bar.bundle/inside", "dir Foo.app",
+                                                    "Foo.app", "dir Sub", "Sub", "a.txt"}));
+}
+
+TEST_F(KQUFilesScannerTests, ShallowListingReportsDirectChildrenOnly) {
+    KQUFilesScanner scanner({url("root")});
+    scanner.setSkipSubdirectoryDescendants(true);
+    WalkLog log(tmp / "root");
+    bool hadEnumerator = false;
+    log.onItem = [&](KQUFilesScanner& s, const std::string&) {
+        hadEnumerator |= s.directoryEnumerator() != nullptr;
+        s.skipDescendants();  // nothing to prune in a listing
+    };
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"Bar.bundle", "Foo.app", "Sub", "a.txt"}));
+    EXPECT_FALSE(hadEnumerator);
+}
+
+TEST_F(KQUFilesScannerTests, MatchingPackagesAreNotEnteredButOthersAre) {
+    KQUFilesScanner scanner({url("root")});
+    scanner.setPredicate(
+        kq::Predicate::predicateWithFormat("path ENDSWITH[c] '.APP' OR lastPathComponent == 'inside'"));
+    scanner.setSkipPackageDescendants(true);
+    WalkLog log(tmp / "root");
+    scanner.setDelegate(&log);
+    scanner.scan();
+    // Bar.bundle is a package too, but it did not match, so it is walked.
+    EXPECT_EQ(log.events, (std::vector<std::string>{"Bar.bundle/inside", "Foo.app"}));
+}
+
+TEST_F(KQUFilesScannerTests, HiddenEntriesAreNeitherReportedNorEntered) {
+    const kq::FileManager& fm = kq::FileManager::defaultManager();
+    if (!fm.setFileExtensionHidden(tmp / "root/Sub", true) || !fm.setFileExtensionHidden(tmp / "root/a.txt", true))
+        GTEST_SKIP() << "no extended attributes on this file system";
+
+    KQUFilesScanner scanner({url("root")});
+    WalkLog log(tmp / "root", true);
+    scanner.setDelegate(&log);
+    scanner.setSkipHiddenFiles(true);
+    scanner.scan();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"dir Bar.bundle", "Bar.bundle", "Bar.bundle/inside", "dir Foo.app",
+                                                    "Foo.app", "Foo.app/inside"}));
+
+    // The flag, not the scanner, hides them: without skipHiddenFiles they are there.
+    log.events.clear();
+    scanner.setSkipHiddenFiles(false);
+    scanner.scan();
+    EXPECT_EQ(log.events.size(), 13u);
+}
+
+TEST_F(KQUFilesScannerTests, LinksAreReportedButNeverFollowed) {
+    tmp.makeSymlink("root/LinkToSub", tmp / "root/Sub");
+    tmp.makeSymlink("root/Broken", tmp / "root/missing");
+    KQUFilesScanner scanner({url("root")});
+    scanner.setPredicate(kq::Predicate::predicateWithFormat("lastPathComponent BEGINSWITH 'Link' OR "
+                                                            "lastPathComponent == 'Broken' OR path CONTAINS 'LinkToSub/'"));
+    WalkLog log(tmp / "root", true);
+    scanner.setDelegate(&log);
+    scanner.scan();
+    // A link to a folder exists as a folder (the directory callback comes), a broken one does not.
+    EXPECT_EQ(log.events, (std::vector<std::string>{"dir Bar.bundle", "Broken", "dir Foo.app", "dir LinkToSub",
+                                                    "LinkToSub", "dir Sub", "dir Sub/Deep"}));
+}
+
+TEST_F(KQUFilesScannerTests, InvalidArgumentFromThePredicateIsLoggedPerEntryAndTheWalkGoesOn) {
+    KQUFilesScanner scanner({url("root/Sub")});
+    // Only b.txt short-circuits before the key path a file URL does not have.
+    scanner.setPredicate(kq::Predicate::predicateWithFormat("lastPathComponent == 'b.txt' OR noSuchKey == 1"));
+    WalkLog log(tmp / "root/Sub");
+    scanner.setDelegate(&log);
+    kq::LogCapture capture;
+    scanner.scan();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"b.txt"}));
+    ASSERT_EQ(capture.lines().size(), 2u);  // Deep and Deep/c.txt
+    EXPECT_EQ(capture.lines()[0].rfind("Exception catched: ", 0), 0u) << capture.lines()[0];
+    EXPECT_NE(capture.lines()[0].find("noSuchKey"), std::string::npos);
+}
+
+TEST_F(KQUFilesScannerTests, OtherExceptionsFromThePredicateEndTheScan) {
+    struct Failing : kq::Predicate {
+        bool evaluateWithObject(const kq::Value&) const override { return false; }
+        bool evaluateWithObject(const kq::Value&, const kq::Dictionary&) const override { return false; }
+        bool evaluateWithObject(const kq::URL&) const override { throw kq::RangeException("out of range"); }
+        kq::PredicatePtr predicateWithSubstitutionVariables(const kq::Dictionary&) const override { return nullptr; }
+        std::string predicateFormat() const override { return "failing"; }
+    };
+    KQUFilesScanner scanner({url("root")});
+    scanner.setPredicate(std::make_shared<Failing>());
+    WalkLog log(tmp / "root");
+    scanner.setDelegate(&log);
+    EXPECT_THROW(scanner.scan(), kq::RangeException);
+    EXPECT_EQ(scanner.directoryEnumerator(), nullptr);
+    EXPECT_FALSE(scanner.active());
+}
+
+TEST_F(KQUFilesScannerTests, ProgressAdvancesPerRootAndStopKeepsTheLastFinishedRoot) {
+    KQUFilesScanner scanner({url("other"), url("root"), url("missing"), url("other")});
+    ASSERT_EQ(scanner.sourceDirectories().size(), 3u);
+    WalkLog log(tmp.path());
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.progress, (std::vector<double>{0.0, 1.0 / 3, 2.0 / 3, 1.0}));
+
+    log.events.clear();
+    log.progress.clear();
+    log.onItem = [](KQUFilesScanner& s, const std::string& path) {
+        if (path == "root/Foo.app") s.stop();
+    };
+    scanner.scan();
+    EXPECT_EQ(log.progress, (std::vector<double>{0.0, 1.0 / 3}));
+    EXPECT_EQ(log.events.back(), "root/Foo.app");
+}
+
+TEST_F(KQUFilesScannerTests, StopFromAnotherThreadEndsTheWalkAtTheNextEntry) {
+    KQUFilesScanner scanner({url("root")});
+    WalkLog log(tmp / "root");
+    std::atomic<bool> started{false};
+    log.onItem = [&](KQUFilesScanner& s, const std::string&) {
+        if (started.exchange(true)) return;
+        // Hold the walk until the other thread's stop has landed.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!s.stopped() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    };
+    scanner.setDelegate(&log);
+    std::thread stopper([&] {
+        while (!started) std::this_thread::yield();
+        scanner.stop();
+    });
+    scanner.scan();
+    stopper.join();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"Bar.bundle"}));
+    EXPECT_EQ(log.progress, (std::vector<double>{0.0}));
+}
+
+TEST_F(KQUFilesScannerTests, PredicateIsReadOncePerRoot) {
+    KQUFilesScanner scanner({url("root/Sub"), url("other")});
+    scanner.setPredicate(kq::Predicate::predicateWithValue(true));
+    WalkLog log(tmp.path());
+    log.onItem = [](KQUFilesScanner& s, const std::string&) {
+        s.setPredicate(kq::Predicate::predicateWithValue(false));
+    };
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.events, (std::vector<std::string>{"root/Sub/Deep", "root/Sub/Deep/c.txt", "root/Sub/b.txt"}));
+}
+
+TEST_F(KQUFilesScannerTests, NoRootsGiveNoScannerAndAnEmptySetFinishesAtZero) {
+    EXPECT_EQ(KQUFilesScanner::create(std::nullopt), nullptr);
+    auto scanner = KQUFilesScanner::create(std::vector<kq::URL>{});
+    ASSERT_NE(scanner, nullptr);
+    WalkLog log(tmp.path());
+    scanner->setDelegate(&log);
+    scanner->scan();
+    EXPECT_TRUE(log.events.empty());
+    EXPECT_EQ(log.progress, (std::vector<double>{0.0}));
+}
+
+}  // namespace

@@ -1,0 +1,248 @@
+#include "KQFoundation/KQULeftoversScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KQFoundation/NSString+LikePredicateWrapping.h"
+#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+/// Records leftovers as "TYPE name" (the item's last path component).
+class LeftoverLog : public KQULeftoversScannerDelegate {
+public:
+    std::vector<std::string> items;
+    std::vector<double> progress;
+    bool finished = false;
+    std::function<void(KQULeftoversScanner&)> onItem = [](KQULeftoversScanner&) {};
+
+    void leftoversScannerDidFindItem(KQULeftoversScanner& scanner, const kq::URL& item,
+                                     const std::string& type) override {
+        items.push_back(type + " " + item.lastPathComponent());
+        onItem(scanner);
+    }
+    void scannerDidReachProgress(KQUScanner&, double value) override { progress.push_back(value); }
+    void scannerDidFinish(KQUScanner&) override { finished = true; }
+};
+
+kq::Value filter(const char* type, const char* format) {
+    return kq::Dictionary{{"Type", type}, {"Params", kq::Dictionary{{"Format", format}}}};
+}
+
+kq::Value entry(const char* type, std::vector<std::string> folders, kq::Array filters = {}) {
+    kq::Array directories;
+    for (auto& folder : folders) directories.emplace_back(folder);
+    kq::Dictionary result{{"Type", type}, {"SourceDirectories", directories}, {"SkipSubdirectoryDescendants", true}};
+    if (!filters.empty()) result.setObject("Filters", filters);
+    return result;
+}
+
+class KQULeftoversScannerTests : public ::testing::Test {
+protected:
+    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
+
+    kq::URL application(const std::string& name, const std::string& identifier) const {
+        tmp.writeFile("Applications/" + name + ".app/Contents/Info.plist",
+                      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                      "<key>CFBundleIdentifier</key><string>" + identifier + "</string></dict></plist>\n");
+        return kq::URL::fileURLWithPath(tmp / ("Applications/" + name + ".app"), true);
+    }
+
+    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
+    kqtest::TemporaryDirectory tmp;
+};
+
+TEST(LikePredicateWrappingTests, EscapesBackslashFirstThenWildcards) {
+    EXPECT_EQ(kq::stringWrappedForLikePredicate("com.example.Editor"), "com.example.Editor");
+    EXPECT_EQ(kq::stringWrappedForLikePredicate("a*b?c\\d"), "a\\*b\\?c\\\\d");
+    EXPECT_EQ(kq::stringWrappedForLikePredicate("\\*"), "\\\\\\*");
+    EXPECT_EQ(kq::stringWrappedForLikePredicate(""), "");
+}
+
+TEST_F(KQULeftoversScannerTests, IdentifierFilterKeepsWhatBelongsToInstalledApplications) {
+    tmp.writeFile("Caches/com.example.editor/db");  // case differs from the installed identifier
+    tmp.writeFile("Caches/com.example.Gone/db");
+    tmp.writeFile("Caches/org.example.Other/db");
+    const kq::Array knowledgeBase{
+        entry("Caches", {tmp / "Caches"},
+              {filter("InstalledApplicationIdentifiers", "NOT lastPathComponent BEGINSWITH[c] %@")})};
+    KQULeftoversScanner scanner({application("Editor", "com.example.Editor"), application("Other", "org.example.Other"),
+                                 kq::URL::fileURLWithPath(tmp / "NotABundle.app", true)},
+                                knowledgeBase);
+    LeftoverLog log;
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.items, (std::vector<std::string>{"Caches com.example.Gone"}));
+    EXPECT_EQ(scanner.installedApplicationIdentifiers(),
+              (std::vector<std::string>{"com.example.Editor", "org.example.Other"}));
+    EXPECT_TRUE(log.finished);
+}
+
+TEST_F(KQULeftoversScannerTests, WildcardsInIdentifiersAreLiteralForCaseInsensitiveLike) {
+    tmp.writeFile("Prefs/com.example.*/x");
+    tmp.writeFile("Prefs/com.example.Tool/x");
+    const kq::URL app = application("Star", "com.example.*");
+
+    const kq::Array escaped{entry("T", {tmp / "Prefs"},
+                                  {filter("InstalledApplicationIdentifiers", "NOT (lastPathComponent like[c] %@)")})};
+    KQULeftoversScanner literal({app}, escaped);
+    LeftoverLog literalLog;
+    literal.setDelegate(&literalLog);
+    literal.scan();
+    EXPECT_EQ(literalLog.items, (std::vector<std::string>{"T com.example.Tool"}));
+
+    // With [cd] the identifier goes in as written and its "*" is a wildcard.
+    const kq::Array unescaped{entry("T", {tmp / "Prefs"},
+                                    {filter("InstalledApplicationIdentifiers", "NOT (lastPathComponent LIKE[cd] %@)")})};
+    KQULeftoversScanner wildcard({app}, unescaped);
+    LeftoverLog wildcardLog;
+    wildcard.setDelegate(&wildcardLog);
+    wildcard.scan();
+    EXPECT_TRUE(wildcardLog.items.empty());
+}
+
+TEST_F(KQULeftoversScannerTests, EntriesAndFiltersThatAreUnusableAreSkipped) {
+    tmp.writeFile("Logs/keep.log");
+    tmp.writeFile("Logs/drop.txt");
+    const kq::Dictionary noType{{"SourceDirectories", kq::Array{kq::Value(tmp / "Logs")}}};
+    const kq::Value substituted = kq::Dictionary{
+        {"Type", "Predicate"},
+        {"Params", kq::Dictionary{{"Format", "pathExtension == $EXT"}, {"Variables", kq::Dictionary{{"EXT", "log"}}}}}};
+    const kq::Array knowledgeBase{
+        entry("", {tmp / "Logs"}),
+        noType,
+        kq::Value("not an entry"),
+        entry("Everything", {tmp / "Logs"}),
+        entry("My.Own.Type", {tmp / "Logs"}, {filter("NoSuchFilter", "FALSEPREDICATE"), substituted}),
+    };
+    KQULeftoversScanner scanner({}, knowledgeBase);
+    ASSERT_EQ(scanner.scanners().size(), 2u);
+    LeftoverLog log;
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.items,
+              (std::vector<std::string>{"Everything drop.txt", "Everything keep.log", "My.Own.Type keep.log"}));
+}
+
+TEST_F(KQULeftoversScannerTests, EqualFilterDictionariesAreBuiltOnce) {
+    struct Counting : KQULeftoversScanner {
+        using KQULeftoversScanner::KQULeftoversScanner;
+        int built = 0;
+        kq::PredicatePtr filterWithType(std::string_view type, const kq::Dictionary& params) override {
+            ++built;
+            return KQULeftoversScanner::filterWithType(type, params);
+        }
+    };
+    const kq::Value shared = filter("InstalledApplicationIdentifiers", "NOT lastPathComponent BEGINSWITH[c] %@");
+    const kq::Array knowledgeBase{entry("A", {tmp / "A"}, {shared, filter("Predicate", "TRUEPREDICATE")}),
+                                  entry("B", {tmp / "B"}, {shared}),
+                                  entry("C", {tmp / "C"}, {filter("Predicate", "TRUEPREDICATE")})};
+    Counting scanner({}, knowledgeBase);
+    EXPECT_EQ(scanner.scanners().size(), 3u);
+    EXPECT_EQ(scanner.built, 2);
+}
+
+TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayout) {
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
+    const kq::Array knowledgeBase{entry("T", {"~/Library/Caches", "/Library/Caches", "~/Library/Caches"})};
+    KQULeftoversScanner scanner({}, knowledgeBase);
+    const auto& folders = scanner.scanners().at(0)->sourceDirectories();
+    ASSERT_EQ(folders.size(), 2u);
+    EXPECT_EQ(folders[0].path(), tmp / "Mac/Users/u/Library/Caches");
+    EXPECT_EQ(folders[1].path(), tmp / "Mac/Library/Caches");
+}
+
+TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
+    std::vector<kq::URL> apps;
+    for (int i = 0; i < 4; ++i) apps.push_back(application("App" + std::to_string(i), "com.example.App" + std::to_string(i)));
+    const kq::Array knowledgeBase{
+        entry("T", {tmp / "Nowhere"}, {filter("InstalledApplicationIdentifiers", "NOT lastPathComponent == %@")})};
+    KQULeftoversScanner scanner(apps, knowledgeBase);
+    LeftoverLog log;
+    scanner.setDelegate(&log);
+    scanner.scan();
+    // Collector: 0, 0.25, 0.5, 0.75 (halved); then the one child: 0 and 1 on top of 0.75.
+    EXPECT_EQ(log.progress, (std::vector<double>{0.0, 0.125, 0.25, 0.375, 0.375, 0.875}));
+    EXPECT_DOUBLE_EQ(scanner.bundlesCollectorProgress(), 0.75);
+}
+
+TEST_F(KQULeftoversScannerTests, WithoutIdentifierFiltersProgressEndsAtOneHalf) {
+    const kq::Array knowledgeBase{entry("A", {tmp / "A"}), entry("B", {tmp / "B"}), entry("C", {tmp / "C"})};
+    KQULeftoversScanner scanner({application("X", "com.example.X")}, knowledgeBase);
+    LeftoverLog log;
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_DOUBLE_EQ(log.progress.back(), 0.5);
+    EXPECT_EQ(scanner.installedApplicationIdentifiers(), std::vector<std::string>{"com.example.X"});
+
+    scanner.scannerDidReachProgress(*scanner.scanners()[1], 0.5);
+    EXPECT_DOUBLE_EQ(scanner.scannersProgress(), 0.5);
+    EXPECT_DOUBLE_EQ(scanner.progress(), 0.25);
+}
+
+TEST_F(KQULeftoversScannerTests, StopDuringAChildEndsItAndSkipsTheRest) {
+    for (const char* folder : {"1", "2", "3", "4", "5"}) {
+        tmp.writeFile(std::string(folder) + "/a");
+        tmp.writeFile(std::string(folder) + "/b");
+    }
+    kq::Array knowledgeBase;
+    for (const char* folder : {"1", "2", "3", "4", "5"})
+        knowledgeBase.push_back(entry(folder, {tmp / folder}));
+    KQULeftoversScanner scanner({}, knowledgeBase);
+    LeftoverLog log;
+    KQUFilesScanner* activeAtStop = nullptr;
+    log.onItem = [&](KQULeftoversScanner& s) {
+        if (log.items.back() != "3 a") return;
+        activeAtStop = s.activeScanner();
+        s.stop();
+    };
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_EQ(log.items, (std::vector<std::string>{"1 a", "1 b", "2 a", "2 b", "3 a"}));
+    EXPECT_EQ(activeAtStop, scanner.scanners()[2].get());
+    EXPECT_TRUE(activeAtStop->stopped());
+    EXPECT_EQ(scanner.activeScanner(), nullptr);
+    EXPECT_TRUE(log.finished);
+}
+
+TEST_F(KQULeftoversScannerTests, StopFromAnotherThreadReachesTheRunningChild) {
+    for (int i = 0; i < 50; ++i) tmp.writeFile("Many/item" + std::to_string(100 + i));
+    const kq::Array knowledgeBase{entry("T", {tmp / "Many"}), entry("U", {tmp / "Many"})};
+    KQULeftoversScanner scanner({}, knowledgeBase);
+    LeftoverLog log;
+    std::atomic<bool> started{false};
+    log.onItem = [&](KQULeftoversScanner& s) {
+        if (started.exchange(true)) return;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        // The child is stopped before the scanner itself.
+        while (!s.stopped() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+        EXPECT_TRUE(s.activeScanner()->stopped());
+    };
+    scanner.setDelegate(&log);
+    std::thread stopper([&] {
+        while (!started) std::this_thread::yield();
+        scanner.stop();
+    });
+    scanner.scan();
+    stopper.join();
+    EXPECT_EQ(log.items, (std::vector<std::string>{"T item100"}));
+}
+
+TEST_F(KQULeftoversScannerTests, BadInputFailsCleanly) {
+    EXPECT_EQ(KQULeftoversScanner::create(std::nullopt), nullptr);
+    const kq::Array unparsable{entry("T", {tmp.path()}, {filter("Predicate", "lastPathComponent ==")})};
+    auto scanner = KQULeftoversScanner::create(std::vector<kq::URL>{}, unparsable);
+    ASSERT_NE(scanner, nullptr);
+    EXPECT_THROW(scanner->scan(), kq::InvalidArgumentException);
+    EXPECT_FALSE(scanner->active());
+}
+
+}  // namespace

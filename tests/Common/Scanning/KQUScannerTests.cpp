@@ -1,0 +1,122 @@
+#include "KQFoundation/KQUScanner.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "KQFoundation/Platform/Exceptions.h"
+
+namespace {
+
+/// A scanner whose work is a test's lambda.
+class ScriptedScanner : public KQUScanner {
+public:
+    std::function<void(ScriptedScanner&)> work = [](ScriptedScanner&) {};
+    using KQUScanner::setProgress;
+
+protected:
+    void performScan() override { work(*this); }
+};
+
+class EventLog : public KQUScannerDelegate {
+public:
+    std::vector<std::string> events;
+    std::function<void(KQUScanner&)> onWillStart = [](KQUScanner&) {};
+
+    void scannerWillStart(KQUScanner& scanner) override {
+        events.push_back("willStart");
+        onWillStart(scanner);
+    }
+    void scannerDidReachProgress(KQUScanner&, double progress) override {
+        events.push_back("progress " + std::to_string(progress));
+    }
+    void scannerDidFinish(KQUScanner&) override { events.push_back("didFinish"); }
+};
+
+TEST(KQUScannerTests, ScanBracketsTheWorkWithStartAndFinish) {
+    ScriptedScanner scanner;
+    EventLog log;
+    scanner.setDelegate(&log);
+    bool activeDuringWork = false;
+    scanner.work = [&](ScriptedScanner& s) {
+        activeDuringWork = s.active();
+        log.events.push_back("work");
+        s.setProgress(1.0);
+    };
+    scanner.scan();
+    EXPECT_TRUE(activeDuringWork);
+    EXPECT_FALSE(scanner.active());
+    EXPECT_EQ(log.events, (std::vector<std::string>{"willStart", "work", "progress 1.000000", "didFinish"}));
+}
+
+TEST(KQUScannerTests, StopInsideWillStartSkipsTheWorkButStillFinishes) {
+    ScriptedScanner scanner;
+    EventLog log;
+    log.onWillStart = [](KQUScanner& s) { s.stop(); };
+    scanner.setDelegate(&log);
+    bool worked = false;
+    scanner.work = [&](ScriptedScanner&) { worked = true; };
+    scanner.scan();
+    EXPECT_FALSE(worked);
+    EXPECT_EQ(log.events, (std::vector<std::string>{"willStart", "didFinish"}));
+    // The flag stays up after a stopped scan, and the next scan clears it.
+    EXPECT_TRUE(scanner.stopped());
+    log.onWillStart = [](KQUScanner&) {};
+    scanner.scan();
+    EXPECT_TRUE(worked);
+    EXPECT_FALSE(scanner.stopped());
+}
+
+TEST(KQUScannerTests, RunsWithoutDelegateOrWithOneThatImplementsNothing) {
+    struct Silent : KQUScannerDelegate {};
+    Silent silent;
+    ScriptedScanner scanner;
+    int runs = 0;
+    scanner.work = [&](ScriptedScanner& s) {
+        ++runs;
+        s.setProgress(0.5);
+    };
+    scanner.scan();
+    scanner.setDelegate(&silent);
+    scanner.scan();
+    EXPECT_EQ(runs, 2);
+    EXPECT_DOUBLE_EQ(scanner.progress(), 0.5);
+}
+
+TEST(KQUScannerTests, BareScannerRaisesAndIsLeftIdle) {
+    KQUScanner scanner;
+    EXPECT_THROW(scanner.scan(), kq::InvalidArgumentException);
+    EXPECT_FALSE(scanner.active());
+}
+
+TEST(KQUScannerTests, UserInfoIsCreatedOnceAndSurvivesScans) {
+    ScriptedScanner scanner;
+    kq::Dictionary& first = scanner.userInfo();
+    EXPECT_TRUE(first.empty());
+    first.setObject("Tag", kq::Value("x"));
+    scanner.scan();
+    EXPECT_EQ(&scanner.userInfo(), &first);
+    ASSERT_NE(scanner.userInfo().stringValueForKey("Tag"), nullptr);
+}
+
+TEST(KQUScannerTests, EverySetOfProgressNotifiesObserversThenTheDelegate) {
+    ScriptedScanner scanner;
+    EventLog log;
+    scanner.setDelegate(&log);
+    EXPECT_FALSE(scanner.automaticallyNotifiesObserversForKey("progress"));
+    EXPECT_TRUE(scanner.automaticallyNotifiesObserversForKey("active"));
+
+    scanner.addObserver("progress", kq::KeyValueObservingOptionPrior | kq::KeyValueObservingOptionNew,
+                        [&](const kq::Observable&, const std::string&, const kq::KeyValueChange& change) {
+                            log.events.push_back(change.isPrior ? "will"
+                                                                : "did " + std::to_string(change.newValue->doubleValue()));
+                        });
+    scanner.setProgress(0.25);
+    scanner.setProgress(0.25);
+    EXPECT_EQ(log.events, (std::vector<std::string>{"will", "did 0.250000", "progress 0.250000", "will",
+                                                    "did 0.250000", "progress 0.250000"}));
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+#include "KQFoundation/NSFileManager+KQFoundation.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+
+#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Platform/PropertyList.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class NSFileManagerKQFoundationTests : public ::testing::Test {
+protected:
+    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
+
+    void useMacTree() {
+        kq::FileSystemLayout::setCurrent(
+            std::make_shared<kq::FileSystemLayout>(tmp / "root", tmp.makeDirectory("root/Users/jane")));
+    }
+
+    const kq::FileManager& fileManager = kq::FileManager::defaultManager();
+    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
+    kqtest::TemporaryDirectory tmp;
+};
+
+TEST_F(NSFileManagerKQFoundationTests, SizeSumsLogicalSizesOfFilesAndLinksButNotFolders) {
+    tmp.makeDirectory("empty");
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "empty"), 0u);
+
+    tmp.writeFile("tree/ten.txt", "0123456789");
+    tmp.makeSymlink("tree/link", "a-target-of-19-char");
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 10u + 19u);
+
+    // Nested folders add nothing of their own; a dangling link counts its own length.
+    tmp.writeFile("tree/sub/deeper/three", "abc");
+    tmp.makeSymlink("tree/sub/dangling", "/nowhere");
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 10u + 19u + 3u + 8u);
+}
+
+TEST_F(NSFileManagerKQFoundationTests, SizeCountsHardLinksPerPathAndDoesNotFollowRootLinks) {
+    const std::string file = tmp.writeFile("tree/seven", "1234567");
+    ASSERT_EQ(link(file.c_str(), (tmp / "tree/seven-again").c_str()), 0);
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 14u);
+
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(file), 7u);
+    // A link given as the root is measured itself, not the folder it names.
+    const std::string link = tmp.makeSymlink("tree-link", tmp / "tree");
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(link), (tmp / "tree").size());
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "missing"), 0u);
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(""), 0u);
+}
+
+TEST_F(NSFileManagerKQFoundationTests, SizeSurvivesSymlinkLoops) {
+    tmp.writeFile("loop/file", "xy");
+    tmp.makeSymlink("loop/self", ".");
+    tmp.makeSymlink("loop/up", "..");
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "loop"), 2u + 1u + 2u);
+}
+
+TEST_F(NSFileManagerKQFoundationTests, CrashReportFoldersPreferDiagnosticReportsWhenPresent) {
+    useMacTree();
+    tmp.makeDirectory("root/Library/Logs/DiagnosticReports");
+    EXPECT_EQ(fileManager.crashReportFolderInDomain(kq::LocalDomainMask), tmp / "root/Library/Logs/DiagnosticReports");
+    EXPECT_EQ(fileManager.crashReportFolderInDomain(kq::UserDomainMask),
+              tmp / "root/Users/jane/Library/Logs/CrashReporter");
+    EXPECT_EQ(fileManager.crashReportHistoryFolderInDomain(kq::UserDomainMask),
+              tmp / "root/Users/jane/Library/Application Support/CrashReporter");
+
+    const std::vector<std::string> expected{
+        tmp / "root/Library/Logs/DiagnosticReports",
+        tmp / "root/Library/Application Support/CrashReporter",
+        tmp / "root/Users/jane/Library/Logs/CrashReporter",
+        tmp / "root/Users/jane/Library/Application Support/CrashReporter",
+    };
+    EXPECT_EQ(fileManager.crashReportFolders(), expected);
+    // The choice is made once: a folder that appears later does not change the list.
+    tmp.makeDirectory("root/Users/jane/Library/Logs/DiagnosticReports");
+    EXPECT_EQ(fileManager.crashReportFolders(), expected);
+}
+
+TEST_F(NSFileManagerKQFoundationTests, LastUsedDateComesFromMetadataAttributeElseAccessTime) {
+    const std::string file = tmp.writeFile("document.txt", "text");
+    const timespec times[2] = {{1'500'000'000, 0}, {1'400'000'000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+    EXPECT_EQ(fileManager.lastUsedDateOfTimeAtPath(file), kq::Date(1'500'000'000s));
+
+    const kq::Date used = kq::Date(1'600'000'000s);
+    const kq::Data plist = kq::PropertyList::write(kq::Value(used), kq::PropertyListFormat::Binary);
+    if (!fileManager.setExtendedAttribute(file, "com.apple.metadata:kMDItemLastUsedDate", plist))
+        GTEST_SKIP() << "the temporary folder's file system takes no extended attributes";
+    EXPECT_EQ(fileManager.lastUsedDateOfTimeAtPath(file), used);
+
+    // An attribute that is no date is ignored.
+    ASSERT_TRUE(fileManager.setExtendedAttribute(file, "com.apple.metadata:kMDItemLastUsedDate", {'j', 'u', 'n', 'k'}));
+    EXPECT_EQ(fileManager.lastUsedDateOfTimeAtPath(file), kq::Date(1'500'000'000s));
+}
+
+TEST_F(NSFileManagerKQFoundationTests, LastUsedDateOfMissingItemLogsAndIsNil) {
+    kq::LogCapture capture;
+    EXPECT_FALSE(fileManager.lastUsedDateOfTimeAtPath(tmp / "missing"));
+    ASSERT_EQ(capture.lines().size(), 1u);
+    EXPECT_EQ(capture.lines()[0].rfind("Could not get attribute modification date for item: " + (tmp / "missing") +
+                                           ", error: ",
+                                       0),
+              0u);
+}
+
+TEST_F(NSFileManagerKQFoundationTests, FilePackageTestLooksAtEnclosingFoldersOnly) {
+    tmp.writeFile("Editor.app/Contents/Resources/icon.icns");
+    EXPECT_TRUE(fileManager.isPathInFilePackage(tmp / "Editor.app/Contents/Info.plist"));
+    EXPECT_TRUE(fileManager.isPathInFilePackage(tmp / "Editor.app/Contents/Resources/icon.icns"));
+    EXPECT_FALSE(fileManager.isPathInFilePackage(tmp / "Editor.app"));
+    EXPECT_FALSE(fileManager.isPathInFilePackage(tmp / "plain/file"));
+    EXPECT_FALSE(fileManager.isPathInFilePackage("/"));
+    EXPECT_FALSE(fileManager.isPathInFilePackage("file"));
+    // A file named like a package is not one.
+    tmp.writeFile("Fake.app", "not a folder");
+    EXPECT_FALSE(fileManager.isPathInFilePackage(tmp / "Fake.app/inside"));
+}
+
+TEST_F(NSFileManagerKQFoundationTests, VolumeQuestionsFailCleanlyForMissingPaths) {
+    std::uint32_t flags = 0xffffffff;
+    EXPECT_EQ(fileManager.vMExtendedAttributes(flags, tmp / "missing"), -37);
+    EXPECT_EQ(flags, 0u);
+    EXPECT_EQ(fileManager.vMExtendedAttributes(flags, ""), -37);
+    EXPECT_FALSE(fileManager.isPathOnEjectableDiskDrive(tmp / "missing"));
+    EXPECT_FALSE(fileManager.isPathOnInternalDevice(tmp / "missing"));
+    EXPECT_FALSE(fileManager.isPathOnStorageDevice(tmp / "missing"));
+}
+
+TEST_F(NSFileManagerKQFoundationTests, MemoryFileSystemsAreNoStorageDevices) {
+    std::uint32_t flags = 0xffffffff;
+    EXPECT_EQ(fileManager.vMExtendedAttributes(flags, "/proc/self"), 0);
+    EXPECT_EQ(flags, 0u);
+    EXPECT_FALSE(fileManager.isPathOnStorageDevice("/proc/self"));
+}
+
+}  // namespace

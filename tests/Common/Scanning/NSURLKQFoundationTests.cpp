@@ -1,0 +1,70 @@
+#include "KQFoundation/NSURL+KQFoundation.h"
+
+#include <gtest/gtest.h>
+
+#include "KQFoundation/Platform/Exceptions.h"
+
+namespace {
+
+std::string text(const std::optional<kq::URL>& url) { return url ? url->absoluteString() : "(nil)"; }
+
+TEST(NSURLKQFoundationTests, ParamsAreEscapedAndAlwaysStartWithQuestionMark) {
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/p", kq::Dictionary{{"a", 1}})),
+              "https://example.com/p?a=1");
+    // The base's own query is not looked at: a second "?" follows it.
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/p?x=1", kq::Dictionary{{"a", "b"}})),
+              "https://example.com/p?x=1?a=b");
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/", kq::Dictionary{{"a b", "c&d/e=f+é"}, {"n", 2.5}})),
+              "https://example.com/?a%20b=c%26d%2Fe%3Df%2B%C3%A9&n=2.5");
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/p?x=1", kq::Dictionary{})), "https://example.com/p?x=1");
+    EXPECT_FALSE(kq::URL::URLWithString("", kq::Dictionary{}));
+    EXPECT_FALSE(kq::URL::URLWithString("not a url", kq::Dictionary{{"a", 1}}));
+}
+
+TEST(NSURLKQFoundationTests, AnchorIsAppendedWithOrWithoutParams) {
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/help", kq::Dictionary{}, "install")),
+              "https://example.com/help#install");
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/help", kq::Dictionary{{"lang", "en"}}, "install")),
+              "https://example.com/help?lang=en#install");
+}
+
+TEST(NSURLKQFoundationTests, ValueKeyPairsDropIncompletePairs) {
+    auto url = kq::URL::URLWithString("https://example.com/",
+                                      {{"1", "a"}, {"2", std::nullopt}, {std::nullopt, "c"}, {"3", "a"}});
+    EXPECT_EQ(text(url), "https://example.com/?a=3");
+}
+
+TEST(NSURLKQFoundationTests, AppendingQueryExtendsTheExistingQueryAndKeepsTheFragment) {
+    auto base = kq::URL::URLWithString("https://example.com/p?x=1#part");
+    ASSERT_TRUE(base);
+    EXPECT_EQ(text(base->URLByAppendingQuery(kq::Dictionary{{"a", "b&c=d e+f"}})),
+              "https://example.com/p?x=1&a=b%26c=d%20e+f#part");
+    auto plain = kq::URL::URLWithString("https://example.com/p");
+    EXPECT_EQ(text(plain->URLByAppendingQuery(kq::Dictionary{{"k=", "v"}, {"n", 3}})),
+              "https://example.com/p?k%3D=v&n=3");
+    EXPECT_EQ(text(plain->URLByAppendingQuery(kq::Dictionary{})), "https://example.com/p");
+    // Round trip through the reader.
+    auto parameters = base->URLByAppendingQuery(kq::Dictionary{{"q", "100% sure"}})->queryParameters();
+    EXPECT_EQ(*parameters.stringValueForKey("q"), "100% sure");
+}
+
+TEST(NSURLKQFoundationTests, QueryParametersKeepTheirQuirks) {
+    auto url = kq::URL::URLWithString("https://example.com/?a=1&b&c=2=3&d%20e=f%2Bg+h&a=4");
+    ASSERT_TRUE(url);
+    const kq::Dictionary parameters = url->queryParameters();
+    EXPECT_EQ(parameters.keys(), (std::vector<std::string>{"a", "b", "c", "d e"}));
+    EXPECT_EQ(*parameters.stringValueForKey("a"), "4");  // a later key replaces an earlier one
+    EXPECT_EQ(*parameters.stringValueForKey("b"), "");
+    EXPECT_EQ(*parameters.stringValueForKey("c"), "");
+    EXPECT_EQ(*parameters.stringValueForKey("d e"), "f+g+h");
+
+    EXPECT_TRUE(kq::URL::URLWithString("https://example.com/p")->queryParameters().empty());
+    EXPECT_TRUE(kq::URL::fileURLWithPath("/tmp", true).queryParameters().empty());
+    // An escape that decodes to no UTF-8 text cannot be stored.
+    auto broken = kq::URL::URLWithString("https://example.com/?a=%C3");
+    if (broken) {
+        EXPECT_THROW(broken->queryParameters(), kq::InvalidArgumentException);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+#pragma once
+// Settable machine facts for the tests of KQUSystemInformation and
+// KQUUsingMemoryStatistics, and a fixture that installs them (and the fake
+// profiler) and puts the process-wide state back afterwards.
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <map>
+#include <memory>
+
+#include "Common/SystemInformation/SystemInformationState.h"
+#include "KQFoundation/KQUSystemInformation.h"
+#include "Platform/SystemFacts.h"
+
+namespace kqtest {
+
+struct FakeSystemFacts : kq::SystemFacts {
+    int registry = 0;
+    std::optional<kq::Data> model;
+    std::optional<std::string> identifier;
+    std::optional<std::string> serial;
+    std::optional<std::string> name;
+    std::map<std::string, kq::NetworkInterfaceFact> interfaces;
+    mutable std::vector<std::string> interfaceQueries;
+    std::optional<std::int64_t> clock;
+    std::optional<kq::HostBasicInfo> host;
+    std::optional<std::string> brand;
+    std::optional<std::uint64_t> frequency;
+    std::optional<std::uint32_t> packages;
+    std::optional<std::uint32_t> cores;
+    std::optional<std::uint64_t> memory;
+    std::optional<kq::VMStatistics> statistics;
+    std::optional<kq::VMStatistics64> statistics64;
+    std::optional<std::uint64_t> page;
+    mutable int pageSizeQueries = 0;
+    // sysctl name -> value; a missing name fails with ENOENT.
+    std::map<std::string, std::uint64_t, std::less<>> firmware;
+    std::optional<std::vector<kq::StorageEntryFact>> storageChain;
+    std::vector<std::string> volumes;
+    std::map<std::string, kq::VolumeFact> volumeFacts;
+    std::map<std::string, kq::VolumeCapacityFact> capacities;
+    std::optional<std::string> systemName;
+    std::optional<std::string> systemVersion;
+    std::vector<std::optional<int>> versionParts{12, 6, 0};
+    mutable int versionQueries = 0;
+    double appKit = 2000;
+    std::optional<std::int64_t> boot;
+    kq::DefaultApplicationFact browser;
+
+    int registryStatus() const override { return registry; }
+    std::optional<kq::Data> deviceTreeModel() const override { return model; }
+    std::optional<std::string> modelIdentifier() const override { return identifier; }
+    std::optional<std::string> platformSerialNumber() const override { return serial; }
+    std::optional<std::string> computerName() const override { return name; }
+    std::optional<kq::NetworkInterfaceFact> networkInterface(std::string_view bsdName) const override {
+        interfaceQueries.emplace_back(bsdName);
+        auto it = interfaces.find(std::string(bsdName));
+        if (it == interfaces.end()) return std::nullopt;
+        return it->second;
+    }
+    std::optional<std::int64_t> processorClockSpeed() const override { return clock; }
+    std::optional<kq::HostBasicInfo> hostBasicInfo() const override { return host; }
+    std::optional<std::string> cpuBrandString() const override { return brand; }
+    std::optional<std::uint64_t> cpuFrequency() const override { return frequency; }
+    std::optional<std::uint32_t> cpuPackages() const override { return packages; }
+    std::optional<std::uint32_t> cpuCores() const override { return cores; }
+    std::optional<std::uint64_t> memorySize() const override { return memory; }
+    std::optional<kq::VMStatistics> vmStatistics() const override { return statistics; }
+    std::optional<kq::VMStatistics64> vmStatistics64() const override { return statistics64; }
+    std::optional<std::uint64_t> pageSize() const override {
+        ++pageSizeQueries;
+        return page;
+    }
+    int firmwareMemoryFigure(std::string_view figure, std::uint64_t& bytes) const override {
+        auto it = firmware.find(figure);
+        if (it == firmware.end()) {
+            errno = ENOENT;
+            return -1;
+        }
+        bytes = it->second;
+        return 0;
+    }
+    std::optional<std::vector<kq::StorageEntryFact>> rootVolumeStorageChain() const override { return storageChain; }
+    std::vector<std::string> mountedVolumePaths() const override { return volumes; }
+    std::optional<kq::VolumeFact> volumeAtPath(std::string_view path) const override {
+        auto it = volumeFacts.find(std::string(path));
+        if (it == volumeFacts.end()) return std::nullopt;
+        return it->second;
+    }
+    kq::VolumeCapacityFact volumeCapacity(std::string_view path) const override {
+        auto it = capacities.find(std::string(path));
+        return it == capacities.end() ? kq::VolumeCapacityFact{} : it->second;
+    }
+    std::optional<std::string> operatingSystemName() const override { return systemName; }
+    std::optional<std::string> operatingSystemVersionString() const override { return systemVersion; }
+    std::optional<int> systemVersionComponent(int index) const override {
+        ++versionQueries;
+        return versionParts.at(static_cast<std::size_t>(index));
+    }
+    double appKitVersionNumber() const override { return appKit; }
+    std::optional<std::int64_t> bootTime() const override { return boot; }
+    kq::DefaultApplicationFact defaultApplicationForURL(std::string_view) const override { return browser; }
+    std::vector<kq::MemoryModuleFact> memoryModules() const override { return {}; }
+    std::vector<kq::GraphicsProcessorFact> graphicsProcessors() const override { return {}; }
+};
+
+inline std::string fixturePath(std::string_view name) {
+    return std::string(KQ_TEST_FIXTURES) + "/SystemInformation/" + std::string(name);
+}
+
+/// Installs fresh fake facts and the fake profiler; restores everything after the test.
+class SystemInformationTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kq::systeminformation::resetForTesting();
+        facts = std::make_shared<FakeSystemFacts>();
+        kq::SystemFacts::setCurrent(facts);
+        KQUSystemInformation::setSystemProfilerPath(fixturePath("fake-system-profiler"));
+        useRecordedReports("empty.txt", "empty.txt");
+    }
+    void TearDown() override {
+        kq::SystemFacts::setCurrent(nullptr);
+        kq::systeminformation::resetForTesting();
+        ::unsetenv("KQ_FAKE_PROFILER_TEXT");
+        ::unsetenv("KQ_FAKE_PROFILER_XML");
+        ::unsetenv("KQ_FAKE_PROFILER_ARGUMENTS");
+    }
+    /// The fake profiler prints these fixture files for plain-text and XML runs.
+    static void useRecordedReports(std::string_view text, std::string_view xml) {
+        ::setenv("KQ_FAKE_PROFILER_TEXT", fixturePath(text).c_str(), 1);
+        ::setenv("KQ_FAKE_PROFILER_XML", fixturePath(xml).c_str(), 1);
+    }
+
+    std::shared_ptr<FakeSystemFacts> facts;
+};
+
+}  // namespace kqtest

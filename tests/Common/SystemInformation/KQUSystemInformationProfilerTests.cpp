@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "FakeSystemFacts.h"
+#include "KQFoundation/KQUSystemInformation.h"
+#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Platform/PropertyList.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+using ProfilerTest = kqtest::SystemInformationTest;
+using kqtest::fixturePath;
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream contents;
+    contents << in.rdbuf();
+    return contents.str();
+}
+
+TEST_F(ProfilerTest, PassesXmlFlagAndDataTypesInOrder) {
+    kqtest::TemporaryDirectory folder;
+    ::setenv("KQ_FAKE_PROFILER_ARGUMENTS", (folder / "arguments").c_str(), 1);
+    useRecordedReports("hardware.txt", "memory.xml");
+    ASSERT_TRUE(KQUSystemInformation::systemProfileOfDataTypes({"SPMemoryDataType", "SPDisplaysDataType"}, true));
+    EXPECT_EQ(readFile(folder / "arguments"), "-xml\nSPMemoryDataType\nSPDisplaysDataType\n");
+    ASSERT_TRUE(KQUSystemInformation::systemProfileOfDataTypes({"SPHardwareDataType"}, false));
+    EXPECT_EQ(readFile(folder / "arguments"), "SPHardwareDataType\n");
+}
+
+TEST_F(ProfilerTest, ToolThatCannotBeLaunchedIsLoggedAndGivesNothing) {
+    KQUSystemInformation::setSystemProfilerPath(fixturePath("no-such-profiler"));
+    kq::LogCapture capture;
+    EXPECT_EQ(KQUSystemInformation::systemProfileOfDataTypes({"SPHardwareDataType"}, true), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::arrayWithSystemProfileOfDataTypes({"SPHardwareDataType"}), std::nullopt);
+    EXPECT_TRUE(KQUSystemInformation::allApplicationsPathsWithSystemProfiler().empty());
+    const auto lines = capture.lines();
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[0].rfind("An exception is caught when running system_profiler tool: ", 0), 0u) << lines[0];
+}
+
+TEST_F(ProfilerTest, LabelledValueEndsAtItsLine) {
+    useRecordedReports("hardware.txt", "empty.txt");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Model Name: "), "MacBook Pro");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Memory: "), "8 GB");
+    // "Serial Number" occurs twice; the first occurrence wins.
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Serial Number"), " (system): C02LK0AAFH00");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Graphics: "), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("model name: "), std::nullopt);
+}
+
+TEST_F(ProfilerTest, LastValueWithoutNewlineLosesItsLastCharacter) {
+    useRecordedReports("hardware-memory-last.txt", "empty.txt");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Memory: "), "8 G");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Memory: 8 GB"), std::nullopt);
+    useRecordedReports("hardware-memory-last-newline.txt", "empty.txt");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Memory: "), "8 GB");
+    EXPECT_EQ(KQUSystemInformation::humanMachineType(), "iMac");
+}
+
+TEST_F(ProfilerTest, EmptyReportGivesNothing) {
+    EXPECT_EQ(KQUSystemInformation::stringWithSystemProfileOfDataTypes({"SPHardwareDataType"}), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::humanMachineType(), "Mac");
+}
+
+TEST_F(ProfilerTest, MemorySizeStringIsComputedOncePerProcess) {
+    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "N/A");
+    useRecordedReports("hardware.txt", "empty.txt");
+    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "N/A");
+}
+
+TEST_F(ProfilerTest, ArrayReportNeedsAnArrayRoot) {
+    useRecordedReports("empty.txt", "dictionary-root.xml");
+    EXPECT_EQ(KQUSystemInformation::arrayWithSystemProfileOfDataTypes({"SPApplicationsDataType"}), std::nullopt);
+    useRecordedReports("empty.txt", "truncated.xml");
+    EXPECT_EQ(KQUSystemInformation::arrayWithSystemProfileOfDataTypes({"SPApplicationsDataType"}), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::memoryInfo(), std::nullopt);
+    const kq::Dictionary graphics = KQUSystemInformation::graphicsInformation();
+    EXPECT_TRUE(graphics.arrayValueForKey(kKQUGPUsKey)->empty());
+    EXPECT_TRUE(graphics.arrayValueForKey(kKQUDisplaysKey)->empty());
+}
+
+TEST_F(ProfilerTest, MemoryModulesOfTheFirstGroupWithItems) {
+    useRecordedReports("empty.txt", "memory.xml");
+    const auto modules = KQUSystemInformation::memoryInfo();
+    ASSERT_TRUE(modules.has_value());
+    ASSERT_EQ(modules->size(), 2u);
+    const kq::Dictionary& first = *(*modules)[0].asDictionary();
+    EXPECT_EQ(*first.stringValueForKey(kKQUMemoryInfoNameKey), "BANK 0/DIMM0");
+    EXPECT_EQ(*first.stringValueForKey(kKQUMemoryInfoSizeKey), "4 GB");
+    EXPECT_EQ(*first.stringValueForKey(kKQUMemoryInfoTypeKey), "DDR3");
+    EXPECT_EQ(*first.stringValueForKey(kKQUMemoryInfoManufacturerKey), "0x80AD");
+    EXPECT_EQ(*(*modules)[1].asDictionary()->stringValueForKey(kKQUMemoryInfoStatusKey), "empty");
+}
+
+TEST_F(ProfilerTest, GraphicsProcessorsAndTheirDisplaysFlattened) {
+    useRecordedReports("empty.txt", "displays.xml");
+    const kq::Dictionary graphics = KQUSystemInformation::graphicsInformation();
+    const kq::Array& gpus = *graphics.arrayValueForKey(kKQUGPUsKey);
+    ASSERT_EQ(gpus.size(), 3u);
+    const kq::Dictionary& integrated = *gpus[0].asDictionary();
+    EXPECT_EQ(integrated.keys(), (std::vector<std::string>{"modelName", "vendorName", "memorySize"}));
+    EXPECT_EQ(*integrated.stringValueForKey(kKQUGPUMemorySizeKey), "1536 MB");
+    EXPECT_EQ(*gpus[1].asDictionary()->stringValueForKey(kKQUGPUMemorySizeKey), "2 GB");
+    // A size that is not text counts as none.
+    EXPECT_FALSE(gpus[2].asDictionary()->contains(kKQUGPUMemorySizeKey));
+
+    const kq::Array& displays = *graphics.arrayValueForKey(kKQUDisplaysKey);
+    ASSERT_EQ(displays.size(), 3u);
+    const kq::Dictionary& lcd = *displays[0].asDictionary();
+    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayModelNameKey), "Color LCD");
+    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayResolutionKey), "2560 x 1600");
+    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayVendorNumberKey), "610");
+    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayYearOfManufactureKey), "2013");
+    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayWeekOfManufactureKey), "32");
+    // Every dictionary yields an entry, even one with nothing readable.
+    EXPECT_TRUE(displays[1].asDictionary()->empty());
+    EXPECT_EQ(*displays[2].asDictionary()->stringValueForKey(kKQUDisplayModelNameKey), "DELL U2415");
+}
+
+TEST_F(ProfilerTest, ApplicationPathsComeFromTheApplicationsReportOnly) {
+    useRecordedReports("empty.txt", "applications.xml");
+    const auto paths = KQUSystemInformation::allApplicationsPathsWithSystemProfiler();
+    EXPECT_EQ(paths, (std::unordered_set<std::string>{"/Applications/Safari.app", "/Users/sam/Applications/Café.app"}));
+    EXPECT_EQ(KQUSystemInformation::allApplicationsPaths(), paths);
+}
+
+TEST_F(ProfilerTest, ApplicationSearchWhenTheProfilerFails) {
+    kqtest::TemporaryDirectory mac;
+    mac.writeFile("Applications/Safari.app/Contents/Info.plist");
+    mac.writeFile("Applications/Utilities/Terminal.app/Contents/Info.plist");
+    mac.writeFile("Applications/Nested.app/Contents/Helpers/Inner.app/Contents/Info.plist");
+    mac.writeFile("Applications/Tool.bundle/Contents/Hidden.app/Contents/Info.plist");
+    mac.writeFile("Users/sam/Applications/Mine.app/Contents/Info.plist");
+    mac.writeFile("System/Applications/System.app/Contents/Info.plist");
+    const auto previous = kq::FileSystemLayout::current();
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(mac.path(), mac / "Users/sam"));
+    KQUSystemInformation::setSystemProfilerPath(fixturePath("no-such-profiler"));
+    const auto paths = KQUSystemInformation::allApplicationsPaths();
+    kq::FileSystemLayout::setCurrent(previous);
+    EXPECT_EQ(paths, (std::unordered_set<std::string>{mac / "Applications/Safari.app",
+                                                       mac / "Applications/Utilities/Terminal.app",
+                                                       mac / "Applications/Nested.app",
+                                                       mac / "Users/sam/Applications/Mine.app"}));
+}
+
+TEST_F(ProfilerTest, OldReleasesSearchFoldersEvenWithProfilerResults) {
+    kqtest::TemporaryDirectory mac;
+    mac.writeFile("Applications/Local.app/Contents/Info.plist");
+    const auto previous = kq::FileSystemLayout::current();
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(mac.path(), mac / "Users/none"));
+    useRecordedReports("empty.txt", "applications.xml");
+    facts->appKit = 949;
+    const auto paths = KQUSystemInformation::allApplicationsPaths();
+    kq::FileSystemLayout::setCurrent(previous);
+    EXPECT_EQ(paths.size(), 3u);
+    EXPECT_TRUE(paths.count(mac / "Applications/Local.app"));
+}
+
+TEST_F(ProfilerTest, SynchronisedDevicesFromTheIPodPreferences) {
+    kqtest::TemporaryDirectory home;
+    const kq::Date connected = kq::dateWithTimeIntervalSinceReferenceDate(500000000);
+    kq::Dictionary devices{
+        {"A", kq::Dictionary{{"Serial Number", "DX3K1234ABCD"}, {"Use Count", 12}, {"Connected", connected},
+                             {"Device Class", "iPhone"}, {"Firmware Version", 1}}},
+        {"B", kq::Dictionary{{"Serial Number", 42}, {"Use Count", "many"}, {"Connected", "yesterday"}}},
+        {"C", kq::Dictionary{{"Device Class", "iPad"}}},
+        {"D", "not a device"}};
+    ASSERT_TRUE(kq::PropertyList::writeFile(home.makeDirectory("Library/Preferences") + "/com.apple.iPod.plist",
+                                            kq::Dictionary{{"Devices", devices}}));
+    const auto previous = kq::FileSystemLayout::current();
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>("/", home.path()));
+    const kq::Array found = KQUSystemInformation::connectedIOSDevicesInformation();
+    kq::FileSystemLayout::setCurrent(previous);
+
+    ASSERT_EQ(found.size(), 2u);
+    const kq::Dictionary* phone = nullptr;
+    for (const kq::Value& device : found)
+        if (device.asDictionary()->size() == 4) phone = device.asDictionary();
+    ASSERT_NE(phone, nullptr);
+    EXPECT_EQ(*phone->stringValueForKey(kKQUExternIOSDeviceSerialNumberKey), "DX3K1234ABCD");
+    EXPECT_EQ(phone->numberValueForKey(kKQUExternIOSDeviceUseCountKey)->integerValue(), 12);
+    EXPECT_EQ(*phone->dateValueForKey(kKQUExternIOSDeviceConnectionDateKey), connected);
+    EXPECT_EQ(*phone->stringValueForKey(kKQUExternIOSDeviceClassKey), "iPhone");
+}
+
+TEST_F(ProfilerTest, NoIPodPreferencesGiveNoDevices) {
+    kqtest::TemporaryDirectory home;
+    home.writeFile("Library/Preferences/com.apple.iPod.plist", "<plist><dict><key>Devices</key>");
+    const auto previous = kq::FileSystemLayout::current();
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>("/", home.path()));
+    EXPECT_TRUE(KQUSystemInformation::connectedIOSDevicesInformation().empty());
+    kq::FileSystemLayout::setCurrent(previous);
+}
+
+TEST(SystemReportKeys, ValuesAndSharedModelNameString) {
+    EXPECT_STREQ(kKQUMemoryInfoNameKey, "_name");
+    EXPECT_STREQ(kKQUMemoryInfoSerialNumberKey, "dimm_serial_number");
+    EXPECT_STREQ(kKQUGPUsKey, "GPUs");
+    EXPECT_STREQ(kKQUDisplaysKey, "displays");
+    EXPECT_STREQ(kKQUDisplayVendorNumberKey, "vendorNumber");
+    EXPECT_STREQ(kKQUExternIOSDeviceConnectionDateKey, "device_ios_connection_date");
+    EXPECT_EQ(kKQUDisplayModelNameKey, kKQUGPUModelNameKey);
+}
+
+}  // namespace

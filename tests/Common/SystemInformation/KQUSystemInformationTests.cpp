@@ -1,0 +1,276 @@
+#include "KQFoundation/KQUSystemInformation.h"
+
+#include <gtest/gtest.h>
+
+#include "FakeSystemFacts.h"
+#include "KQFoundation/Platform/Log.h"
+
+namespace {
+
+using kqtest::SystemInformationTest;
+
+kq::Data bytes(std::string_view text) { return kq::Data(text.begin(), text.end()); }
+
+kq::NetworkInterfaceFact interfaceWith(std::vector<kq::NetworkServiceFact> services, int status = 0) {
+    return kq::NetworkInterfaceFact{status, std::move(services)};
+}
+
+using MachineTypeTest = SystemInformationTest;
+
+TEST_F(MachineTypeTest, DropsExactlyOneTrailingNul) {
+    facts->model = bytes(std::string_view("MacBookPro11,1\0", 15));
+    EXPECT_EQ(KQUSystemInformation::machineType(), "MacBookPro11,1");
+    facts->model = bytes(std::string_view("Board\0\0", 7));
+    EXPECT_EQ(KQUSystemInformation::machineType(), std::string("Board\0", 6));
+    facts->model = bytes("Plain");
+    EXPECT_EQ(KQUSystemInformation::machineType(), "Plain");
+}
+
+TEST_F(MachineTypeTest, FailsWithoutRegistryOrWithUndecodableBytes) {
+    facts->model = bytes("Model");
+    facts->registry = 5;
+    EXPECT_EQ(KQUSystemInformation::machineType(), std::nullopt);
+    facts->registry = 0;
+    facts->model = kq::Data{0x4d, 0xff, 0x00};
+    EXPECT_EQ(KQUSystemInformation::machineType(), std::nullopt);
+    facts->model.reset();
+    EXPECT_EQ(KQUSystemInformation::machineType(), std::nullopt);
+}
+
+TEST_F(SystemInformationTest, ConfigCodeNeedsNineCharacters) {
+    facts->serial = "C02LK0AA";
+    EXPECT_EQ(KQUSystemInformation::configCode(), std::nullopt);
+    facts->serial = "C02LK0AAFH00";
+    EXPECT_EQ(KQUSystemInformation::configCode(), "FH00");
+    // Characters, not bytes: eight two-byte letters leave nothing to take.
+    facts->serial = "ÄÄÄÄÄÄÄÄ";
+    EXPECT_EQ(KQUSystemInformation::configCode(), std::nullopt);
+    facts->serial = "ÄÄÄÄÄÄÄÄé";
+    EXPECT_EQ(KQUSystemInformation::configCode(), "é");
+}
+
+TEST_F(SystemInformationTest, EmptyModelIdentifierAndBrandAreAbsent) {
+    facts->identifier = "";
+    facts->brand = "";
+    EXPECT_EQ(KQUSystemInformation::modelIdentifier(), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::CPUBrandString(), std::nullopt);
+}
+
+using MACAddressTest = SystemInformationTest;
+
+TEST_F(MACAddressTest, FallsBackToEn1AfterPrintingTheEn0Line) {
+    facts->interfaces["en1"] = interfaceWith({{0, kq::Data{0x00, 0x1b, 0x63, 0xa0, 0x0b, 0xff}}});
+    testing::internal::CaptureStdout();
+    const auto text = KQUSystemInformation::macAddressString();
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(text, "00:1b:63:a0:0b:ff");
+    EXPECT_EQ(printed, "IOBSDNameMatching(en0) returned empty dictionary\n");
+}
+
+TEST_F(MACAddressTest, PrintsBothLinesWhenNeitherInterfaceExists) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(KQUSystemInformation::macAddress(), std::nullopt);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "IOBSDNameMatching(en0) returned empty dictionary\n"
+              "IOBSDNameMatching(en1) returned empty dictionary\n");
+}
+
+TEST_F(MACAddressTest, ReportsKernelFailuresOnStandardOutput) {
+    facts->registry = 268435459;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(KQUSystemInformation::macAddress(), std::nullopt);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "IOMasterPort returned 268435459\n");
+
+    facts->registry = 0;
+    facts->interfaces["en0"] = interfaceWith({}, -536870160);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(KQUSystemInformation::macAddress(), std::nullopt);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "IOServiceGetMatchingServices returned -536870160\n");
+}
+
+TEST_F(MACAddressTest, LastReadableServiceWinsAndIsCached) {
+    facts->interfaces["en0"] = interfaceWith({{0, kq::Data{1, 2, 3, 4, 5, 6}},
+                                              {0, kq::Data{0xa, 0xb, 0xc, 0xd, 0xe, 0xf}},
+                                              {-3, kq::Data{9, 9, 9, 9, 9, 9}}});
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), "0a:0b:0c:0d:0e:0f");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "IORegistryEntryGetParentEntry returned -3\n");
+    facts->interfaces.clear();
+    EXPECT_EQ(KQUSystemInformation::macAddress(), (kq::Data{0xa, 0xb, 0xc, 0xd, 0xe, 0xf}));
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), "0a:0b:0c:0d:0e:0f");
+}
+
+TEST_F(MACAddressTest, AddressOfAnotherLengthIsKeptButGivesNoString) {
+    facts->interfaces["en0"] = interfaceWith({{0, kq::Data(20, 0x11)}});
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::macAddress(), kq::Data(20, 0x11));
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), std::nullopt);
+    EXPECT_EQ(facts->interfaceQueries, std::vector<std::string>{"en0"});
+}
+
+TEST_F(MACAddressTest, MissingAddressIsAskedForAgain) {
+    facts->interfaces["en0"] = interfaceWith({{0, std::nullopt}});
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), std::nullopt);
+    facts->interfaces["en0"] = interfaceWith({{0, kq::Data{1, 2, 3, 4, 5, 6}}});
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), "01:02:03:04:05:06");
+    EXPECT_EQ(facts->interfaceQueries.size(), 2u);
+}
+
+TEST_F(SystemInformationTest, ClockSpeedInMegahertzTruncates) {
+    facts->clock = 2299999999;
+    EXPECT_EQ(KQUSystemInformation::processorClockSpeedInMHz(), 2299);
+    facts->clock = -1999999;
+    EXPECT_EQ(KQUSystemInformation::processorClockSpeedInMHz(), -1);
+    facts->clock.reset();
+    EXPECT_EQ(KQUSystemInformation::processorClockSpeed(), 0);
+}
+
+TEST_F(SystemInformationTest, PowerPCGenerationsFromTypeAndSubtype) {
+    struct Case {
+        std::int32_t type, subtype;
+        const char* expected;
+    };
+    for (const Case& c : {Case{18, 9, "G3"}, Case{18, 10, "G4"}, Case{18, 11, "G4"}, Case{18, 100, "G5"},
+                          Case{18, 1, "PowerPC pre-G3"}, Case{kq::kCPUTypeX86_64, 9, "Non-PowerPC"}}) {
+        facts->host = kq::HostBasicInfo{4, c.type, c.subtype, 0};
+        EXPECT_EQ(KQUSystemInformation::powerPCTypeString(), c.expected) << c.type << "/" << c.subtype;
+    }
+    facts->host.reset();
+    EXPECT_FALSE(KQUSystemInformation::isPowerPC());
+    EXPECT_EQ(KQUSystemInformation::countProcessors(), 0);
+    EXPECT_TRUE(KQUSystemInformation::is64BitCapable());
+}
+
+TEST_F(SystemInformationTest, MemorySizeFallsBackToTheHostRecord) {
+    facts->memory = 17179869184ull;
+    facts->host = kq::HostBasicInfo{8, 7, 3, 2147483648ull};
+    EXPECT_EQ(KQUSystemInformation::memorySize(), 17179869184ull);
+    facts->memory.reset();
+    EXPECT_EQ(KQUSystemInformation::memorySize(), 2147483648ull);
+    facts->host.reset();
+    EXPECT_EQ(KQUSystemInformation::memorySize(), 0u);
+}
+
+TEST_F(SystemInformationTest, DiskSizeIsTheFirstWholeMediaAboveTheRootVolume) {
+    facts->storageChain = std::vector<kq::StorageEntryFact>{
+        {true, false, 250000000000ull}, {false, false, std::nullopt}, {true, true, 500107862016ull}, {true, true, 1}};
+    EXPECT_EQ(KQUSystemInformation::hddSize(), 500107862016ull);
+    facts->storageChain = std::vector<kq::StorageEntryFact>{{true, false, 1}, {true, true, std::nullopt}};
+    EXPECT_EQ(KQUSystemInformation::hddSize(), 0u);
+    facts->storageChain.reset();
+    EXPECT_EQ(KQUSystemInformation::hddSize(), 0u);
+}
+
+TEST_F(SystemInformationTest, RemovableAndUnmountableVolumesAddNothing) {
+    facts->volumes = {"/", "/Volumes/Stick", "/Volumes/Image", "/Volumes/Gone"};
+    facts->volumeFacts["/"] = kq::VolumeFact{};
+    facts->volumeFacts["/Volumes/Stick"] = kq::VolumeFact{true, true, false, "", ""};
+    facts->volumeFacts["/Volumes/Image"] = kq::VolumeFact{false, true, true, "", ""};
+    facts->capacities["/"] = {100, 500};
+    facts->capacities["/Volumes/Stick"] = {7, 8};
+    facts->capacities["/Volumes/Image"] = {70, 80};
+    std::int64_t freeSpace = -1;
+    std::int64_t totalSpace = -1;
+    KQUSystemInformation::getStorageFreeSpace(&freeSpace, &totalSpace);
+    EXPECT_EQ(freeSpace, 100);
+    EXPECT_EQ(totalSpace, 500);
+
+    KQUSystemInformation::getVolumeFreeSpace(&freeSpace, &totalSpace, kq::URL::fileURLWithPath("/Volumes/Stick"));
+    EXPECT_EQ(freeSpace, 0);
+    EXPECT_EQ(totalSpace, 0);
+    KQUSystemInformation::getVolumeFreeSpace(nullptr, &totalSpace, kq::URL::fileURLWithPath("/", true));
+    EXPECT_EQ(totalSpace, 500);
+}
+
+TEST_F(SystemInformationTest, SystemVersionIsCachedOnlyOnceBuilt) {
+    facts->versionParts = {10, std::nullopt, 6};
+    EXPECT_EQ(KQUSystemInformation::systemVersionString(), std::nullopt);
+    EXPECT_EQ(facts->versionQueries, 2);  // the failing minor part stops the work
+    facts->versionParts = {10, 13, 6};
+    EXPECT_EQ(KQUSystemInformation::systemVersionString(), "10.13.6");
+    facts->versionParts = {11, 0, 0};
+    EXPECT_EQ(KQUSystemInformation::systemVersionString(), "10.13.6");
+}
+
+TEST_F(SystemInformationTest, ReleaseTestsCompareTheFloorOfTheVersionNumber) {
+    facts->appKit = 1265.9;
+    EXPECT_FALSE(KQUSystemInformation::isYosemiteOrGreater());
+    EXPECT_TRUE(KQUSystemInformation::isMavericksOrGreater());
+    facts->appKit = 1266.0;
+    EXPECT_TRUE(KQUSystemInformation::isYosemiteOrGreater());
+    EXPECT_FALSE(KQUSystemInformation::isElCapitanOrGreater());
+    facts->appKit = 949.0;
+    EXPECT_FALSE(KQUSystemInformation::isSnowLeopardOrGreater());
+    facts->appKit = 1505;
+    for (bool test : {KQUSystemInformation::isSnowLeopardOrGreater(), KQUSystemInformation::isLionOrGreater(),
+                      KQUSystemInformation::isMountainLionOrGreater(), KQUSystemInformation::isSierraOrGreater(),
+                      KQUSystemInformation::isHighSierraOrGreater()})
+        EXPECT_TRUE(test);
+}
+
+TEST_F(SystemInformationTest, DefaultBrowserIsTheApplicationNameWithoutExtension) {
+    facts->browser.applicationPath = "/Applications/Google Chrome.app";
+    EXPECT_EQ(KQUSystemInformation::defaultWebBrowserName(), "Google Chrome");
+    facts->browser.applicationPath = "/usr/share/applications/firefox-esr.desktop";
+    EXPECT_EQ(KQUSystemInformation::defaultWebBrowserName(), "firefox-esr");
+}
+
+TEST_F(SystemInformationTest, DefaultBrowserFailureIsLoggedPerRelease) {
+    facts->browser = kq::DefaultApplicationFact{std::nullopt, "no handler", -10814};
+    {
+        kq::LogCapture capture;
+        EXPECT_EQ(KQUSystemInformation::defaultWebBrowserName(), std::nullopt);
+        EXPECT_EQ(capture.lines(), std::vector<std::string>{"Error while trying to get default Web browser: no handler"});
+    }
+    facts->appKit = 1187;
+    kq::LogCapture capture;
+    EXPECT_EQ(KQUSystemInformation::defaultWebBrowserName(), std::nullopt);
+    EXPECT_EQ(capture.lines(), std::vector<std::string>{"Error while trying to get default Web browser: -10814"});
+}
+
+TEST_F(SystemInformationTest, BootDateIsExactToTheSecond) {
+    facts->boot = 1700000000;
+    const auto boot = KQUSystemInformation::bootDate();
+    ASSERT_TRUE(boot.has_value());
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(*boot).time_since_epoch().count();
+    EXPECT_EQ(seconds, 1700000000);
+    facts->boot.reset();
+    EXPECT_EQ(KQUSystemInformation::bootDate(), std::nullopt);
+}
+
+using MiniSystemProfileTest = SystemInformationTest;
+
+TEST_F(MiniSystemProfileTest, HasEveryKeyInOrder) {
+    useRecordedReports("hardware.txt", "empty.txt");
+    facts->model = bytes("MacBookPro11,1");
+    facts->clock = 2400000000;
+    facts->host = kq::HostBasicInfo{4, kq::kCPUTypeX86_64, 3, 0};
+    facts->systemName = "NSMACHOperatingSystem";
+    facts->systemVersion = "Version 10.13.6 (Build 17G65)";
+    const kq::Dictionary profile = KQUSystemInformation::miniSystemProfile();
+    EXPECT_EQ(profile.keys(), (std::vector<std::string>{"MachineType", "HumanMachineType", "ProcessorType",
+                                                         "ProcessorClockSpeed", "ProcessorClockSpeedInMHz",
+                                                         "CountProcessors", "OperatingSystem", "SystemVersion"}));
+    EXPECT_EQ(*profile.stringValueForKey("HumanMachineType"), "MacBook Pro");
+    EXPECT_EQ(*profile.stringValueForKey("ProcessorType"), "Non-PowerPC");
+    EXPECT_EQ(profile.numberValueForKey("ProcessorClockSpeedInMHz")->integerValue(), 2400);
+    EXPECT_EQ(profile.numberValueForKey("CountProcessors")->integerValue(), 4);
+}
+
+TEST_F(MiniSystemProfileTest, StopsAtTheFirstMissingValue) {
+    facts->systemName = "Linux";
+    EXPECT_TRUE(KQUSystemInformation::miniSystemProfile().empty());
+
+    facts->model = bytes("Model");
+    const kq::Dictionary profile = KQUSystemInformation::miniSystemProfile();
+    EXPECT_EQ(profile.size(), 7u);
+    EXPECT_FALSE(profile.contains("SystemVersion"));
+    // Without a profiler answer the human model falls back to the generic name.
+    EXPECT_EQ(*profile.stringValueForKey("HumanMachineType"), "Mac");
+
+    facts->systemName.reset();
+    facts->systemVersion = "12 (bookworm)";
+    EXPECT_EQ(KQUSystemInformation::miniSystemProfile().size(), 6u);
+}
+
+}  // namespace

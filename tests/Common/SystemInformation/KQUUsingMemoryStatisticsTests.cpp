@@ -1,0 +1,106 @@
+#include "KQFoundation/KQUUsingMemoryStatistics.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "FakeSystemFacts.h"
+
+namespace {
+
+class MemoryStatisticsTest : public kqtest::SystemInformationTest {
+protected:
+    void SetUp() override {
+        SystemInformationTest::SetUp();
+        kq::VMStatistics counters;
+        counters.free_count = 100;
+        counters.active_count = 200;
+        counters.inactive_count = 300;
+        counters.wire_count = 400;
+        facts->statistics = counters;
+        kq::VMStatistics64 counters64;
+        counters64.compressor_page_count = 50;
+        facts->statistics64 = counters64;
+        facts->page = 16384;
+        errno = 0;
+    }
+    const KQUUsingMemoryStatistics& statistics = KQUUsingMemoryStatistics::sharedMemoryStatistics();
+};
+
+TEST_F(MemoryStatisticsTest, SizesArePageCountsTimesThePageSize) {
+    EXPECT_EQ(statistics.pageSize(), 16384u);
+    EXPECT_EQ(statistics.freeMemorySize(), 100u * 16384);
+    EXPECT_EQ(statistics.activeMemorySize(), 200u * 16384);
+    EXPECT_EQ(statistics.inactiveMemorySize(), 300u * 16384);
+    EXPECT_EQ(statistics.compressedMemorySize(), 50u * 16384);
+    // No firmware figures: nothing stolen.
+    EXPECT_EQ(statistics.wiredMemorySize(), 400u * 16384);
+    EXPECT_EQ(&statistics, &KQUUsingMemoryStatistics::sharedMemoryStatistics());
+}
+
+TEST_F(MemoryStatisticsTest, CountersAreWidenedBeforeMultiplying) {
+    facts->statistics->free_count = 0xffffffffu;
+    EXPECT_EQ(statistics.freeMemorySize(), 0xffffffffull * 16384);
+}
+
+TEST_F(MemoryStatisticsTest, PageSizeIsFetchedOnceForTheProcess) {
+    EXPECT_EQ(statistics.pageSize(), 16384u);
+    facts->page = 4096;
+    EXPECT_EQ(statistics.pageSize(), 16384u);
+    EXPECT_EQ(facts->pageSizeQueries, 1);
+}
+
+TEST_F(MemoryStatisticsTest, UnreadableCountersLeaveThePageSizeZeroForGood) {
+    facts->statistics.reset();
+    EXPECT_EQ(statistics.pageSize(), 0u);
+    EXPECT_EQ(facts->pageSizeQueries, 0);
+    facts->statistics = kq::VMStatistics{};
+    facts->statistics->active_count = 10;
+    EXPECT_EQ(statistics.activeMemorySize(), 0u);
+    EXPECT_EQ(statistics.compressedMemorySize(), 0u);
+    // Only the stolen part of wired memory survives.
+    facts->firmware = {{"machdep.memmap.Reserved", 0x10000000}, {"machdep.memmap.Unusable", 0}, {"machdep.memmap.Other", 0}};
+    EXPECT_EQ(statistics.wiredMemorySize(), 0x10000000u);
+}
+
+TEST_F(MemoryStatisticsTest, FailedReadsGiveZero) {
+    facts->statistics.reset();
+    facts->statistics64.reset();
+    EXPECT_EQ(statistics.freeMemorySize(), 0u);
+    EXPECT_EQ(statistics.wiredMemorySize(), 0u);
+    EXPECT_EQ(statistics.compressedMemorySize(), 0u);
+    kq::VMStatistics record;
+    EXPECT_FALSE(statistics.getStatisticsData(&record));
+    kq::VMStatistics64 record64;
+    EXPECT_FALSE(statistics.getStatistics64Data(&record64));
+}
+
+TEST_F(MemoryStatisticsTest, NullRecordIsAcceptedWithoutReading) {
+    facts->statistics.reset();
+    facts->statistics64.reset();
+    EXPECT_TRUE(statistics.getStatisticsData(nullptr));
+    EXPECT_TRUE(statistics.getStatistics64Data(nullptr));
+}
+
+TEST_F(MemoryStatisticsTest, StolenMemoryBelow128MiBCountsAsNone) {
+    facts->firmware = {{"machdep.memmap.Reserved", 134217000}, {"machdep.memmap.Unusable", 700}, {"machdep.memmap.Other", 27}};
+    EXPECT_EQ(statistics.stolenMemorySize(), 0u);
+    facts->firmware["machdep.memmap.Other"] = 28;
+    EXPECT_EQ(statistics.stolenMemorySize(), 134217728u);
+    EXPECT_EQ(statistics.wiredMemorySize(), 400u * 16384 + 134217728u);
+}
+
+TEST_F(MemoryStatisticsTest, AnyFailedFigureOrLeftoverErrnoGivesNoStolenMemory) {
+    facts->firmware = {{"machdep.memmap.Reserved", 1ull << 30}, {"machdep.memmap.Other", 1ull << 30}};
+    EXPECT_EQ(statistics.stolenMemorySize(), 0u);
+    facts->firmware["machdep.memmap.Unusable"] = 0;
+    // The failed read left ENOENT behind, which fails the next good read too.
+    EXPECT_EQ(statistics.stolenMemorySize(), 0u);
+    errno = 0;
+    EXPECT_EQ(statistics.stolenMemorySize(), 2ull << 30);
+    // A stale error number fails a read that worked.
+    errno = EINVAL;
+    EXPECT_EQ(statistics.stolenMemorySize(), 0u);
+}
+
+}  // namespace

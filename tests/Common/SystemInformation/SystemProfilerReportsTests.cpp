@@ -1,0 +1,191 @@
+// The reports kqu-system-profiler prints, built from a Linux fixture tree,
+// and read back through KQUSystemInformation by running the real program.
+#include "Common/SystemInformation/SystemProfilerReports.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "FakeSystemFacts.h"
+#include "KQFoundation/KQUSystemInformation.h"
+#include "KQFoundation/Platform/PropertyList.h"
+#include "Platform/Linux/LinuxSystemFacts.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+namespace profiler = kq::systemprofiler;
+
+class ProfilerReportsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        machine.writeFile("sys/class/dmi/id/product_name", "Precision 5530\n");
+        machine.writeFile("sys/class/dmi/id/sys_vendor", "Dell Inc.\n");
+        machine.writeFile("sys/class/dmi/id/product_serial", "5CG7ABC12\n");
+        machine.writeFile("proc/cpuinfo", "processor\t: 0\nmodel name\t: Intel(R) Core(TM) i7-8850H CPU @ 2.60GHz\n"
+                                          "cpu MHz\t\t: 2600.000\nphysical id\t: 0\ncore id\t\t: 0\n\n"
+                                          "processor\t: 1\nphysical id\t: 0\ncore id\t\t: 1\n");
+        machine.writeFile("proc/meminfo", "MemTotal:       16213772 kB\n");
+        machine.writeFile("sys/devices/system/memory/block_size_bytes", "8000000");
+        for (int block = 0; block < 128; ++block)
+            machine.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online");
+        mac.writeFile("Applications/Safari.app/Contents/Info.plist",
+                      "<plist><dict><key>CFBundleShortVersionString</key><string>11.1.2</string></dict></plist>");
+        mac.writeFile("Applications/Utilities/Terminal.app/Contents/Info.plist", "<plist><dict/></plist>");
+        mac.writeFile("Users/sam/Applications/Mine.app/Contents/MacOS/Mine");
+        mac.writeFile("Applications/Notes.txt");
+    }
+    kq::LinuxSystemFacts facts() const { return kq::LinuxSystemFacts({machine.path(), machine / "home", false}); }
+    kq::FileSystemLayout layout() const { return kq::FileSystemLayout(mac.path(), mac / "Users/sam"); }
+
+    kqtest::TemporaryDirectory machine;
+    kqtest::TemporaryDirectory mac;
+};
+
+TEST_F(ProfilerReportsTest, HardwareOverviewInBothForms) {
+    const auto report = profiler::report("SPHardwareDataType", facts(), layout());
+    ASSERT_TRUE(report.has_value());
+    EXPECT_EQ(*report->stringValueForKey("_dataType"), "SPHardwareDataType");
+    const kq::Dictionary& overview = *report->arrayValueForKey("_items")->front().asDictionary();
+    EXPECT_EQ(*overview.stringValueForKey("machine_name"), "Dell Inc. Precision 5530");
+    EXPECT_EQ(*overview.stringValueForKey("physical_memory"), "16 GB");
+    EXPECT_EQ(overview.numberValueForKey("number_processors")->integerValue(), 2);
+
+    const std::string text = profiler::reportText(*report);
+    EXPECT_NE(text.find("\n      Model Name: Dell Inc. Precision 5530\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\n      Processor Speed: 2.6 GHz\n"), std::string::npos);
+    EXPECT_NE(text.find("\n      Memory: 16 GB\n"), std::string::npos);
+    EXPECT_NE(text.find("\n      Serial Number (system): 5CG7ABC12\n"), std::string::npos);
+}
+
+TEST_F(ProfilerReportsTest, UnknownDataTypeHasNoReport) {
+    EXPECT_EQ(profiler::report("SPAudioDataType", facts(), layout()), std::nullopt);
+}
+
+TEST_F(ProfilerReportsTest, MemoryReportWithoutReadableModulesHasNoGroups) {
+    const auto report = profiler::report("SPMemoryDataType", facts(), layout());
+    EXPECT_TRUE(report->arrayValueForKey("_items")->empty());
+    EXPECT_EQ(profiler::reportText(*report), "Memory:\n\n");
+}
+
+TEST_F(ProfilerReportsTest, ApplicationsBelowTheLayoutsApplicationFolders) {
+    const auto report = profiler::report("SPApplicationsDataType", facts(), layout());
+    const kq::Array& items = *report->arrayValueForKey("_items");
+    std::vector<std::string> paths;
+    for (const kq::Value& item : items) paths.push_back(*item.asDictionary()->stringValueForKey("path"));
+    EXPECT_EQ(paths, (std::vector<std::string>{mac / "Applications/Safari.app", mac / "Applications/Utilities/Terminal.app",
+                                               mac / "Users/sam/Applications/Mine.app"}));
+    EXPECT_EQ(*items[0].asDictionary()->stringValueForKey("version"), "11.1.2");
+    EXPECT_EQ(*items[0].asDictionary()->stringValueForKey("_name"), "Safari");
+    EXPECT_NE(profiler::reportText(*report).find("      Location: " + (mac / "Applications/Safari.app") + "\n"),
+              std::string::npos);
+}
+
+TEST(ProfilerTexts, SizesAndClocks) {
+    EXPECT_EQ(profiler::memorySizeText(8ull << 30), "8 GB");
+    EXPECT_EQ(profiler::memorySizeText(16213772ull * 1024), "15.5 GB");
+    EXPECT_EQ(profiler::memorySizeText(1536ull << 20), "1.5 GB");
+    EXPECT_EQ(profiler::memorySizeText(512ull << 20), "512 MB");
+    EXPECT_EQ(profiler::clockSpeedText(2400000000), "2.4 GHz");
+    EXPECT_EQ(profiler::clockSpeedText(2260000000), "2.26 GHz");
+    EXPECT_EQ(profiler::clockSpeedText(3000000000), "3 GHz");
+    EXPECT_EQ(profiler::clockSpeedText(800000000), "800 MHz");
+}
+
+// KQUSystemInformation driving the real kqu-system-profiler over the fixtures.
+class ShippedProfilerTest : public ProfilerReportsTest {
+protected:
+    void SetUp() override {
+        ProfilerReportsTest::SetUp();
+        const std::string program = std::string(KQ_BINARY_DIR) + "/tools/kqu-system-profiler";
+        if (!std::filesystem::exists(program)) GTEST_SKIP() << "kqu-system-profiler is not built";
+        kq::systeminformation::resetForTesting();
+        KQUSystemInformation::setSystemProfilerPath(program);
+        ::setenv("KQ_SYSTEM_ROOT", machine.path().c_str(), 1);
+        previous = kq::FileSystemLayout::current();
+        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(layout()));
+    }
+    void TearDown() override {
+        ::unsetenv("KQ_SYSTEM_ROOT");
+        if (previous) kq::FileSystemLayout::setCurrent(previous);
+        kq::systeminformation::resetForTesting();
+    }
+    std::shared_ptr<const kq::FileSystemLayout> previous;
+};
+
+TEST_F(ShippedProfilerTest, HardwareValuesByLabel) {
+    EXPECT_EQ(KQUSystemInformation::humanMachineType(), "Dell Inc. Precision 5530");
+    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "16 GB");
+    EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Total Number of Cores: "), "2");
+}
+
+TEST_F(ShippedProfilerTest, ApplicationPathsOfAnOfflineMacTree) {
+    EXPECT_EQ(KQUSystemInformation::allApplicationsPathsWithSystemProfiler(),
+              (std::unordered_set<std::string>{mac / "Applications/Safari.app", mac / "Applications/Utilities/Terminal.app",
+                                               mac / "Users/sam/Applications/Mine.app"}));
+}
+
+TEST_F(ShippedProfilerTest, MemoryModulesAndGraphicsOfTheFixtureMachine) {
+    EXPECT_EQ(KQUSystemInformation::memoryInfo(), std::nullopt);
+    machine.writeFile("sys/class/drm/card0/device/vendor", "0x1af4\n");
+    machine.writeFile("sys/class/drm/card0/device/device", "0x1050\n");
+    machine.writeFile("usr/share/misc/pci.ids", "1af4  Red Hat, Inc.\n\t1050  Virtio 1.0 GPU\n");
+    machine.writeFile("sys/class/drm/card0-Virtual-1/status", "connected\n");
+    const kq::Dictionary graphics = KQUSystemInformation::graphicsInformation();
+    const kq::Array& gpus = *graphics.arrayValueForKey(kKQUGPUsKey);
+    ASSERT_EQ(gpus.size(), 1u);
+    EXPECT_EQ(*gpus[0].asDictionary()->stringValueForKey(kKQUGPUModelNameKey), "Red Hat Virtio 1.0 GPU");
+    EXPECT_EQ(*gpus[0].asDictionary()->stringValueForKey(kKQUGPUVendorNameKey), "Red Hat");
+    const kq::Array& displays = *graphics.arrayValueForKey(kKQUDisplaysKey);
+    ASSERT_EQ(displays.size(), 1u);
+    EXPECT_EQ(*displays[0].asDictionary()->stringValueForKey(kKQUDisplayModelNameKey), "Virtual-1");
+}
+
+// KQUSystemInformation over the Linux backend pointed at fixture trees.
+class LinuxMachineTest : public kqtest::SystemInformationTest {
+protected:
+    void useMachine() {
+        kq::SystemFacts::setCurrent(std::make_shared<kq::LinuxSystemFacts>(
+            kq::LinuxSystemFacts::Options{machine.path(), machine / "home", false}));
+    }
+    kqtest::TemporaryDirectory machine;
+};
+
+TEST_F(LinuxMachineTest, DeviceTreeModelEndingInOneOrTwoNuls) {
+    machine.writeFile("sys/firmware/devicetree/base/model", std::string_view("Pine64 RockPro64 v2.1\0", 22));
+    useMachine();
+    EXPECT_EQ(KQUSystemInformation::machineType(), "Pine64 RockPro64 v2.1");
+    machine.writeFile("sys/firmware/devicetree/base/model", std::string_view("Board\0\0", 7));
+    EXPECT_EQ(KQUSystemInformation::machineType(), std::string("Board\0", 6));
+}
+
+TEST_F(LinuxMachineTest, EightCharacterSerialHasNoConfigCode) {
+    machine.writeFile("sys/class/dmi/id/product_serial", "PF1ABCDE\n");
+    useMachine();
+    EXPECT_EQ(KQUSystemInformation::computerSerialNumber(), "PF1ABCDE");
+    EXPECT_EQ(KQUSystemInformation::configCode(), std::nullopt);
+}
+
+TEST_F(LinuxMachineTest, MachineWithoutNetworkInterfacesHasNoAddress) {
+    machine.writeFile("sys/class/net/lo/address", "00:00:00:00:00:00\n");
+    useMachine();
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(KQUSystemInformation::macAddressString(), std::nullopt);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "IOBSDNameMatching(en0) returned empty dictionary\nIOBSDNameMatching(en1) returned empty dictionary\n");
+}
+
+TEST_F(LinuxMachineTest, MiniProfileOfALinuxMachine) {
+    machine.writeFile("sys/class/dmi/id/product_name", "Standard PC (Q35 + ICH9, 2009)\n");
+    machine.writeFile("proc/cpuinfo", "processor\t: 0\nflags\t\t: fpu lm\ncpu MHz\t\t: 2999.999\n");
+    machine.writeFile("etc/os-release", "NAME=\"Debian GNU/Linux\"\nVERSION=\"12 (bookworm)\"\n");
+    useMachine();
+    const kq::Dictionary profile = KQUSystemInformation::miniSystemProfile();
+    EXPECT_EQ(profile.size(), 8u);
+    EXPECT_EQ(*profile.stringValueForKey("MachineType"), "Standard PC (Q35 + ICH9, 2009)");
+    EXPECT_EQ(profile.numberValueForKey("ProcessorClockSpeedInMHz")->integerValue(), 2999);
+    EXPECT_EQ(*profile.stringValueForKey("SystemVersion"), "12 (bookworm)");
+    EXPECT_TRUE(KQUSystemInformation::isHighSierraOrGreater());
+}
+
+}  // namespace

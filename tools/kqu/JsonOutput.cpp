@@ -1,0 +1,191 @@
+#include "JsonOutput.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+
+namespace kqu {
+
+namespace {
+
+// Length of the well-formed UTF-8 sequence at text[i], or 0.
+std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
+    const auto byte = [&](std::size_t k) { return static_cast<std::uint8_t>(text[k]); };
+    const std::uint8_t lead = byte(i);
+    std::size_t length = 0;
+    std::uint32_t codePoint = 0;
+    if (lead < 0x80) return 1;
+    if ((lead & 0xe0) == 0xc0) {
+        length = 2;
+        codePoint = lead & 0x1f;
+    } else if ((lead & 0xf0) == 0xe0) {
+        length = 3;
+        codePoint = lead & 0x0f;
+    } else if ((lead & 0xf8) == 0xf0) {
+        length = 4;
+        codePoint = lead & 0x07;
+    } else {
+        return 0;
+    }
+    if (i + length > text.size()) return 0;
+    for (std::size_t k = 1; k < length; ++k) {
+        if ((byte(i + k) & 0xc0) != 0x80) return 0;
+        codePoint = codePoint << 6 | (byte(i + k) & 0x3f);
+    }
+    static constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (codePoint < kSmallest[length] || codePoint > 0x10ffff || (codePoint >= 0xd800 && codePoint <= 0xdfff)) return 0;
+    return length;
+}
+
+std::string base64(const kq::Data& data) {
+    static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    out.reserve((data.size() + 2) / 3 * 4);
+    for (std::size_t i = 0; i < data.size(); i += 3) {
+        const std::uint32_t chunk = static_cast<std::uint32_t>(data[i]) << 16 |
+                                    (i + 1 < data.size() ? static_cast<std::uint32_t>(data[i + 1]) << 8 : 0) |
+                                    (i + 2 < data.size() ? data[i + 2] : 0);
+        out.push_back(kAlphabet[chunk >> 18 & 63]);
+        out.push_back(kAlphabet[chunk >> 12 & 63]);
+        out.push_back(i + 1 < data.size() ? kAlphabet[chunk >> 6 & 63] : '=');
+        out.push_back(i + 2 < data.size() ? kAlphabet[chunk & 63] : '=');
+    }
+    return out;
+}
+
+void appendReal(std::string& out, double value) {
+    if (!std::isfinite(value)) {
+        out += "null";
+        return;
+    }
+    char text[32];
+    auto [end, error] = std::to_chars(text, text + sizeof text, value);
+    std::string_view written(text, static_cast<std::size_t>(end - text));
+    out += written;
+    // Keep reals recognisable as reals.
+    if (error == std::errc() && written.find_first_of(".eE") == std::string_view::npos) out += ".0";
+}
+
+class Writer {
+public:
+    explicit Writer(JsonStyle style) : pretty_(style == JsonStyle::Pretty) {}
+
+    void write(const kq::Value& value, int depth) {
+        switch (value.type()) {
+            case kq::Value::Type::Null: out += "null"; break;
+            case kq::Value::Type::Bool: out += value.boolValue() ? "true" : "false"; break;
+            case kq::Value::Type::Integer: out += std::to_string(value.integerValue()); break;
+            case kq::Value::Type::Real: appendReal(out, value.doubleValue()); break;
+            case kq::Value::Type::String: appendJSONString(out, *value.asString()); break;
+            case kq::Value::Type::Data: appendJSONString(out, base64(*value.asData())); break;
+            case kq::Value::Type::Date: appendJSONString(out, iso8601(*value.asDate())); break;
+            case kq::Value::Type::URL: appendJSONString(out, value.asURL()->absoluteString()); break;
+            case kq::Value::Type::Array: writeArray(*value.asArray(), depth); break;
+            case kq::Value::Type::Dictionary: writeDictionary(*value.asDictionary(), depth); break;
+        }
+    }
+
+    std::string out;
+
+private:
+    void newline(int depth) {
+        if (!pretty_) return;
+        out += '\n';
+        out.append(static_cast<std::size_t>(depth) * 2, ' ');
+    }
+
+    void writeArray(const kq::Array& array, int depth) {
+        if (array.empty()) {
+            out += "[]";
+            return;
+        }
+        out += '[';
+        for (std::size_t i = 0; i < array.size(); ++i) {
+            if (i) out += ',';
+            newline(depth + 1);
+            write(array[i], depth + 1);
+        }
+        newline(depth);
+        out += ']';
+    }
+
+    void writeDictionary(const kq::Dictionary& dictionary, int depth) {
+        if (dictionary.empty()) {
+            out += "{}";
+            return;
+        }
+        out += '{';
+        bool first = true;
+        dictionary.forEach([&](const std::string& key, const kq::Value& value) {
+            if (!first) out += ',';
+            first = false;
+            newline(depth + 1);
+            appendJSONString(out, key);
+            out += pretty_ ? ": " : ":";
+            write(value, depth + 1);
+        });
+        newline(depth);
+        out += '}';
+    }
+
+    bool pretty_;
+};
+
+}  // namespace
+
+void appendJSONString(std::string& out, std::string_view text) {
+    out += '"';
+    for (std::size_t i = 0; i < text.size();) {
+        const unsigned char c = static_cast<unsigned char>(text[i]);
+        switch (c) {
+            case '"': out += "\\\""; ++i; continue;
+            case '\\': out += "\\\\"; ++i; continue;
+            case '\b': out += "\\b"; ++i; continue;
+            case '\f': out += "\\f"; ++i; continue;
+            case '\n': out += "\\n"; ++i; continue;
+            case '\r': out += "\\r"; ++i; continue;
+            case '\t': out += "\\t"; ++i; continue;
+            default: break;
+        }
+        if (c < 0x20) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", c);
+            out += escape;
+            ++i;
+            continue;
+        }
+        const std::size_t length = utf8SequenceLength(text, i);
+        if (length == 0) {
+            out += "\xef\xbf\xbd";  // U+FFFD for a byte that is not UTF-8
+            ++i;
+            continue;
+        }
+        out.append(text.substr(i, length));
+        i += length;
+    }
+    out += '"';
+}
+
+std::string iso8601(kq::Date date) {
+    using namespace std::chrono;
+    const auto seconds = floor<std::chrono::seconds>(date);
+    const auto milliseconds = duration_cast<std::chrono::milliseconds>(date - seconds).count();
+    const std::time_t time = system_clock::to_time_t(seconds);
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    char text[48];
+    std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
+    if (milliseconds) length += static_cast<std::size_t>(std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(milliseconds)));
+    std::snprintf(text + length, sizeof text - length, "Z");
+    return text;
+}
+
+std::string toJSON(const kq::Value& value, JsonStyle style) {
+    Writer writer(style);
+    writer.write(value, 0);
+    return std::move(writer.out);
+}
+
+}  // namespace kqu

@@ -1,0 +1,178 @@
+// kqu leftovers: what removed applications left behind in the Library folders.
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Command.h"
+#include "KQFoundation/KQUApplicationsScanner.h"
+#include "KQFoundation/KQULeftoversScanner.h"
+#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Platform/PropertyList.h"
+
+namespace {
+
+struct LeftoversOptions {
+    kqu::LayoutOptions layout;
+    std::string knowledgeBasePath;
+    std::vector<std::string> applications;
+    bool json = false;
+};
+
+/// Collects the applications the applications scanner reports.
+class ApplicationCollector final : public KQUApplicationsScannerDelegate {
+public:
+    std::vector<kq::URL> applications;
+    void applicationsScannerDidFindApplication(KQUApplicationsScanner&, const kq::URL& application) override {
+        applications.push_back(application);
+    }
+};
+
+/// The installed applications of the layout, found as `kqu apps` finds them
+/// (the system profiler describes the running machine, so it is asked only there).
+std::vector<kq::URL> applicationsOfLayout(const kq::FileSystemLayout& layout) {
+    KQUApplicationsScanner scanner;
+    scanner.setShouldSkipSystemProfiler(!layout.isHostRoot());
+    ApplicationCollector collector;
+    scanner.setDelegate(&collector);
+    scanner.scan();
+    return std::move(collector.applications);
+}
+
+std::vector<kq::URL> applicationsFromArguments(const std::vector<std::string>& paths) {
+    namespace fs = std::filesystem;
+    std::vector<kq::URL> applications;
+    for (const std::string& path : paths) {
+        std::error_code error;
+        if (!fs::is_directory(path, error))
+            throw kqu::CommandFailure{kqu::kExitInputFailure, "not an application bundle: " + path};
+        applications.push_back(kq::URL::fileURLWithPath(fs::absolute(path, error).lexically_normal().string(), true));
+    }
+    return applications;
+}
+
+kq::Array readKnowledgeBase(const std::string& path) {
+    std::optional<kq::Value> document = kq::PropertyList::readFile(path);
+    if (!document || !document->isArray())
+        throw kqu::CommandFailure{kqu::kExitInputFailure,
+                                  "cannot read knowledge base " + path + ": not a property-list array"};
+    return std::move(*document->asArray());
+}
+
+void appendJSONString(std::string& out, std::string_view text) {
+    out += '"';
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        switch (c) {
+            case '"': out += "\\\""; break;
+            case '\\': out += "\\\\"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '\t': out += "\\t"; break;
+            default:
+                if (byte < 0x20) {
+                    char escaped[8];
+                    std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
+                    out += escaped;
+                } else {
+                    out += c;
+                }
+        }
+    }
+    out += '"';
+}
+
+/// Prints leftovers as they are found (text) or gathers them (JSON), and
+/// draws the progress bar.
+class LeftoversReport final : public KQULeftoversScannerDelegate {
+public:
+    LeftoversReport(bool json, bool drawProgress) : json_(json), drawProgress_(drawProgress) {}
+
+    void leftoversScannerDidFindItem(KQULeftoversScanner&, const kq::URL& item, const std::string& type) override {
+        if (json_) {
+            json_items_ += json_items_.empty() ? "" : ",";
+            json_items_ += "{\"type\":";
+            appendJSONString(json_items_, type);
+            json_items_ += ",\"path\":";
+            appendJSONString(json_items_, item.path());
+            json_items_ += '}';
+            return;
+        }
+        clearProgress();
+        std::printf("%s\t%s\n", type.c_str(), item.path().c_str());
+        std::fflush(stdout);
+    }
+
+    void scannerDidReachProgress(KQUScanner&, double progress) override {
+        if (!drawProgress_) return;
+        const int percent = static_cast<int>(progress * 100.0 + 0.5);
+        if (percent == shownPercent_) return;
+        shownPercent_ = percent;
+        constexpr int kWidth = 30;
+        const int filled = percent * kWidth / 100;
+        std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled, "##############################", kWidth - filled, "",
+                     percent);
+        std::fflush(stderr);
+    }
+
+    void finish() {
+        clearProgress();
+        if (json_) std::printf("{\"items\":[%s]}\n", json_items_.c_str());
+    }
+
+private:
+    void clearProgress() {
+        if (shownPercent_ < 0) return;
+        std::fputs("\r\033[K", stderr);
+        shownPercent_ = -1;
+    }
+
+    bool json_;
+    bool drawProgress_;
+    int shownPercent_ = -1;
+    std::string json_items_;
+};
+
+int runLeftovers(const LeftoversOptions& options) {
+    const std::shared_ptr<const kq::FileSystemLayout> layout = options.layout.apply();
+
+    std::optional<kq::Array> knowledgeBase;
+    if (!options.knowledgeBasePath.empty()) knowledgeBase = readKnowledgeBase(options.knowledgeBasePath);
+
+    std::vector<kq::URL> applications = options.applications.empty()
+                                            ? applicationsOfLayout(*layout)
+                                            : applicationsFromArguments(options.applications);
+
+    KQULeftoversScanner scanner(std::move(applications), std::move(knowledgeBase));
+    LeftoversReport report(options.json, kqu::stderrIsTerminal());
+    scanner.setDelegate(&report);
+    try {
+        scanner.scan();
+    } catch (const kq::Exception& exception) {
+        // The knowledge base is the only input whose faults surface here (a filter format that does not parse).
+        const std::string source = options.knowledgeBasePath.empty() ? std::string("built-in LeftoversScanners.plist")
+                                                                     : options.knowledgeBasePath;
+        throw kqu::CommandFailure{kqu::kExitInputFailure, "knowledge base " + source + ": " + exception.reason()};
+    }
+    report.finish();
+    return kqu::kExitSuccess;
+}
+
+const kqu::CommandRegistration registration{kqu::Command{
+    "leftovers",
+    "List what removed applications left behind (TYPE<TAB>PATH per line)",
+    [](CLI::App& app) -> std::function<int()> {
+        auto options = std::make_shared<LeftoversOptions>();
+        options->layout.addTo(app);
+        app.add_option("--knowledge-base", options->knowledgeBasePath,
+                       "Property list to use instead of the built-in knowledge base");
+        app.add_option("--app", options->applications,
+                       "An installed application bundle (repeatable); default: the applications `kqu apps` "
+                       "finds")
+            ->allow_extra_args(false);
+        app.add_flag("--json", options->json, "One JSON document {\"items\":[{\"type\",\"path\"}...]} on stdout");
+        return [options] { return runLeftovers(*options); };
+    }}};
+
+}  // namespace
