@@ -1,0 +1,42 @@
+// kqu predicate FORMAT PATH...: prints the paths whose file URL matches the predicate.
+#include <cstdio>
+
+#include "Command.h"
+#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Platform/Predicate.h"
+#include "KQFoundation/Platform/URL.h"
+
+namespace {
+
+struct PredicateOptions {
+    std::string format;
+    std::vector<std::string> paths;
+};
+
+const kqu::CommandRegistration registration{{
+    "predicate",
+    "Print the paths that match a predicate (e.g. \"path ENDSWITH[c] '.app'\")",
+    [](CLI::App& app) -> std::function<int()> {
+        auto options = std::make_shared<PredicateOptions>();
+        app.add_option("FORMAT", options->format, "Predicate format")->required();
+        app.add_option("PATH", options->paths, "Paths to test")->required();
+        return [options] {
+            kq::PredicatePtr predicate;
+            try {
+                predicate = kq::Predicate::predicateWithFormat(options->format);
+            } catch (const kq::InvalidArgumentException& e) {
+                throw kqu::CommandFailure{kqu::kExitUsage, e.what()};
+            }
+            for (const std::string& path : options->paths) {
+                try {
+                    if (predicate->evaluateWithObject(kq::URL::fileURLWithPath(path))) std::printf("%s\n", path.c_str());
+                } catch (const kq::InvalidArgumentException& e) {
+                    throw kqu::CommandFailure{kqu::kExitUsage, e.what()};
+                }
+            }
+            return kqu::kExitSuccess;
+        };
+    },
+}};
+
+}  // namespace
