@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "Command.h"
+#include "JsonOutput.h"
+#include "ProgressLine.h"
 #include "KQFoundation/KQUApplicationsScanner.h"
 #include "KQFoundation/KQULeftoversScanner.h"
 #include "KQFoundation/Platform/Exceptions.h"
@@ -60,78 +62,33 @@ kq::Array readKnowledgeBase(const std::string& path) {
     return std::move(*document->asArray());
 }
 
-void appendJSONString(std::string& out, std::string_view text) {
-    out += '"';
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            default:
-                if (byte < 0x20) {
-                    char escaped[8];
-                    std::snprintf(escaped, sizeof escaped, "\\u%04x", byte);
-                    out += escaped;
-                } else {
-                    out += c;
-                }
-        }
-    }
-    out += '"';
-}
-
 /// Prints leftovers as they are found (text) or gathers them (JSON), and
 /// draws the progress bar.
 class LeftoversReport final : public KQULeftoversScannerDelegate {
 public:
-    LeftoversReport(bool json, bool drawProgress) : json_(json), drawProgress_(drawProgress) {}
+    explicit LeftoversReport(bool json) : json_(json), progress_(kqu::stderrIsTerminal()) {}
 
     void leftoversScannerDidFindItem(KQULeftoversScanner&, const kq::URL& item, const std::string& type) override {
         if (json_) {
-            json_items_ += json_items_.empty() ? "" : ",";
-            json_items_ += "{\"type\":";
-            appendJSONString(json_items_, type);
-            json_items_ += ",\"path\":";
-            appendJSONString(json_items_, item.path());
-            json_items_ += '}';
+            items_.emplace_back(kq::Dictionary{{"type", type}, {"path", item.path()}});
             return;
         }
-        clearProgress();
+        progress_.clear();
         std::printf("%s\t%s\n", type.c_str(), item.path().c_str());
         std::fflush(stdout);
     }
 
-    void scannerDidReachProgress(KQUScanner&, double progress) override {
-        if (!drawProgress_) return;
-        const int percent = static_cast<int>(progress * 100.0 + 0.5);
-        if (percent == shownPercent_) return;
-        shownPercent_ = percent;
-        constexpr int kWidth = 30;
-        const int filled = percent * kWidth / 100;
-        std::fprintf(stderr, "\r[%.*s%*s] %3d%%", filled, "##############################", kWidth - filled, "",
-                     percent);
-        std::fflush(stderr);
-    }
+    void scannerDidReachProgress(KQUScanner&, double progress) override { progress_.show(progress); }
 
     void finish() {
-        clearProgress();
-        if (json_) std::printf("{\"items\":[%s]}\n", json_items_.c_str());
+        progress_.clear();
+        if (json_) std::printf("%s\n", kqu::toJSON(kq::Dictionary{{"items", items_}}).c_str());
     }
 
 private:
-    void clearProgress() {
-        if (shownPercent_ < 0) return;
-        std::fputs("\r\033[K", stderr);
-        shownPercent_ = -1;
-    }
-
     bool json_;
-    bool drawProgress_;
-    int shownPercent_ = -1;
-    std::string json_items_;
+    kqu::ProgressLine progress_;
+    kq::Array items_;
 };
 
 int runLeftovers(const LeftoversOptions& options) {
@@ -145,7 +102,7 @@ int runLeftovers(const LeftoversOptions& options) {
                                             : applicationsFromArguments(options.applications);
 
     KQULeftoversScanner scanner(std::move(applications), std::move(knowledgeBase));
-    LeftoversReport report(options.json, kqu::stderrIsTerminal());
+    LeftoversReport report(options.json);
     scanner.setDelegate(&report);
     try {
         scanner.scan();
