@@ -7,6 +7,7 @@
 //                                                      the same scan of a 1000-entry tree (default 1000000
 //                                                      entries; target < 64 MB)
 //   FilesScannerBenchmark scan ROOT                    one scan; prints the number of matches
+//   FilesScannerBenchmark generate ROOT ENTRIES        only makes a tree (for profiling)
 //
 // Trees are generated under PARENT (default /dev/shm, else $TMPDIR) and removed afterwards.
 #include <fcntl.h>
@@ -164,8 +165,13 @@ int main(int argc, char** argv) {
         std::printf("%zu\n", scanForApplications(argv[2]));
         return 0;
     }
+    if (mode == "generate" && argc > 3) {
+        mkdir(argv[2], 0755);
+        generateTree(argv[2], std::strtoul(argv[3], nullptr, 10));
+        return 0;
+    }
     if (mode == "compare") return compare(argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 200000, parent);
     if (mode == "rss") return peakMemory(argv[0], argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 1000000, parent);
-    std::fprintf(stderr, "usage: %s compare|rss [ENTRIES [PARENT]] | scan ROOT\n", argv[0]);
+    std::fprintf(stderr, "usage: %s compare|rss [ENTRIES [PARENT]] | scan ROOT | generate ROOT ENTRIES\n", argv[0]);
     return 1;
 }

@@ -197,14 +197,4 @@ TEST_F(ProfilerTest, NoIPodPreferencesGiveNoDevices) {
     kq::FileSystemLayout::setCurrent(previous);
 }
 
-TEST(SystemReportKeys, ValuesAndSharedModelNameString) {
-    EXPECT_STREQ(kKQUMemoryInfoNameKey, "_name");
-    EXPECT_STREQ(kKQUMemoryInfoSerialNumberKey, "dimm_serial_number");
-    EXPECT_STREQ(kKQUGPUsKey, "GPUs");
-    EXPECT_STREQ(kKQUDisplaysKey, "displays");
-    EXPECT_STREQ(kKQUDisplayVendorNumberKey, "vendorNumber");
-    EXPECT_STREQ(kKQUExternIOSDeviceConnectionDateKey, "device_ios_connection_date");
-    EXPECT_EQ(kKQUDisplayModelNameKey, kKQUGPUModelNameKey);
-}
-
 }  // namespace

@@ -49,13 +49,6 @@ TEST_F(SystemInformationTest, ConfigCodeNeedsNineCharacters) {
     EXPECT_EQ(KQUSystemInformation::configCode(), "é");
 }
 
-TEST_F(SystemInformationTest, EmptyModelIdentifierAndBrandAreAbsent) {
-    facts->identifier = "";
-    facts->brand = "";
-    EXPECT_EQ(KQUSystemInformation::modelIdentifier(), std::nullopt);
-    EXPECT_EQ(KQUSystemInformation::CPUBrandString(), std::nullopt);
-}
-
 using MACAddressTest = SystemInformationTest;
 
 TEST_F(MACAddressTest, FallsBackToEn1AfterPrintingTheEn0Line) {

@@ -38,11 +38,6 @@ TEST_F(MemoryStatisticsTest, SizesArePageCountsTimesThePageSize) {
     EXPECT_EQ(&statistics, &KQUUsingMemoryStatistics::sharedMemoryStatistics());
 }
 
-TEST_F(MemoryStatisticsTest, CountersAreWidenedBeforeMultiplying) {
-    facts->statistics->free_count = 0xffffffffu;
-    EXPECT_EQ(statistics.freeMemorySize(), 0xffffffffull * 16384);
-}
-
 TEST_F(MemoryStatisticsTest, PageSizeIsFetchedOnceForTheProcess) {
     EXPECT_EQ(statistics.pageSize(), 16384u);
     facts->page = 4096;
