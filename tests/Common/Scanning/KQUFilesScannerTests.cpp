@@ -128,12 +128,6 @@ TEST_F(KQUFilesScannerTests, HiddenEntriesAreNeitherReportedNorEntered) {
     scanner.scan();
     EXPECT_EQ(log.events, (std::vector<std::string>{"dir Bar.bundle", "Bar.bundle", "Bar.bundle/inside", "dir Foo.app",
                                                     "Foo.app", "Foo.app/inside"}));
-
-    // The flag, not the scanner, hides them: without skipHiddenFiles they are there.
-    log.events.clear();
-    scanner.setSkipHiddenFiles(false);
-    scanner.scan();
-    EXPECT_EQ(log.events.size(), 13u);
 }
 
 TEST_F(KQUFilesScannerTests, LinksAreReportedButNeverFollowed) {
@@ -218,18 +212,6 @@ TEST_F(KQUFilesScannerTests, StopFromAnotherThreadEndsTheWalkAtTheNextEntry) {
     scanner.scan();
     stopper.join();
     EXPECT_EQ(log.events, (std::vector<std::string>{"Bar.bundle"}));
-}
-
-TEST_F(KQUFilesScannerTests, PredicateIsReadOncePerRoot) {
-    KQUFilesScanner scanner({url("root/Sub"), url("other")});
-    scanner.setPredicate(kq::Predicate::predicateWithValue(true));
-    WalkLog log(tmp.path());
-    log.onItem = [](KQUFilesScanner& s, const std::string&) {
-        s.setPredicate(kq::Predicate::predicateWithValue(false));
-    };
-    scanner.setDelegate(&log);
-    scanner.scan();
-    EXPECT_EQ(log.events, (std::vector<std::string>{"root/Sub/Deep", "root/Sub/Deep/c.txt", "root/Sub/b.txt"}));
 }
 
 TEST_F(KQUFilesScannerTests, NoRootsGiveNoScannerAndAnEmptySetFinishesAtZero) {
