@@ -1,3 +1,4 @@
+#include "KQFoundation/Platform/FileManager.h"
 #include "KQFoundation/Platform/FileSystemLayout.h"
 
 #include <pwd.h>
@@ -14,14 +15,10 @@ namespace kq {
 
 namespace {
 
+// The working folder, or "/" when it cannot be read (it was removed).
 std::string currentDirectory() {
-    std::string buffer(256, '\0');
-    while (getcwd(buffer.data(), buffer.size()) == nullptr) {
-        if (errno != ERANGE) return "/";
-        buffer.resize(buffer.size() * 2);
-    }
-    buffer.resize(std::char_traits<char>::length(buffer.c_str()));
-    return buffer;
+    std::string path = FileManager::defaultManager().currentDirectoryPath();
+    return path.empty() ? std::string("/") : path;
 }
 
 /// Absolute, no repeated or trailing slashes; "" stays "".

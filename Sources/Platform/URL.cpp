@@ -1,3 +1,4 @@
+#include "KQFoundation/Platform/FileManager.h"
 #include "KQFoundation/Platform/URL.h"
 
 #include <sys/stat.h>
@@ -175,14 +176,10 @@ bool equalsIgnoringASCIICase(std::string_view a, std::string_view b) {
 // ---------------------------------------------------------------------------
 // File paths.
 
+// The working folder, or "/" when it cannot be read (it was removed).
 std::string currentDirectory() {
-    std::string buffer(256, '\0');
-    while (getcwd(buffer.data(), buffer.size()) == nullptr) {
-        if (errno != ERANGE) return "/";
-        buffer.resize(buffer.size() * 2);
-    }
-    buffer.resize(std::char_traits<char>::length(buffer.c_str()));
-    return buffer;
+    std::string path = FileManager::defaultManager().currentDirectoryPath();
+    return path.empty() ? std::string("/") : path;
 }
 
 /// Absolute, tilde expanded, no repeated or trailing slashes.
