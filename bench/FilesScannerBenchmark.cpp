@@ -30,49 +30,17 @@
 #include <vector>
 
 #include "KQFoundation/KQUFilesScanner.h"
-
-extern char** environ;
+#include "Support/BenchmarkSupport.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-/// Folders of mixed width and depth, one in ten of them an "*.App" bundle
-/// with contents, until `target` entries exist.
-void generateTree(const std::string& root, std::size_t target) {
-    std::mt19937 random(20240601);
-    std::deque<std::pair<std::string, int>> pending{{root, 0}};
-    std::size_t made = 0;
-    while (made < target && !pending.empty()) {
-        auto [folder, depth] = pending.front();
-        pending.pop_front();
-        const int files = 3 + static_cast<int>(random() % 12);
-        const int folders = depth < 12 ? 1 + static_cast<int>(random() % 4) : 0;
-        for (int i = 0; i < files && made < target; ++i, ++made) {
-            const std::string path = folder + "/file" + std::to_string(i) + (i % 3 ? ".txt" : ".plist");
-            const int fd = open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
-            if (fd >= 0) close(fd);
-        }
-        for (int i = 0; i < folders && made < target; ++i, ++made) {
-            const bool bundle = random() % 10 == 0;
-            const std::string path =
-                folder + "/" + (bundle ? "Tool" : "folder") + std::to_string(i) + (bundle ? ".App" : "");
-            mkdir(path.c_str(), 0755);
-            pending.emplace_back(path, depth + 1);
-        }
-    }
-}
-
 std::string makeTree(std::size_t entries, const char* parentArgument) {
-    const std::string parent = parentArgument                ? parentArgument
-                               : access("/dev/shm", W_OK) == 0 ? "/dev/shm"
-                                                               : std::filesystem::temp_directory_path().string();
-    std::string root = parent + "/kq-files-scanner-XXXXXX";
+    std::string root = kqbench::parentFolder(parentArgument) + "/kq-files-scanner-XXXXXX";
     if (!mkdtemp(root.data())) {
         std::perror("mkdtemp");
         std::exit(1);
     }
-    generateTree(root, entries);
+    kqbench::generateApplicationTree(root, entries);
     return root;
 }
 
@@ -91,51 +59,18 @@ std::size_t scanForApplications(const std::string& root) {
     return counter.matches;
 }
 
-/// Runs the program and returns its exit status; `usage` receives its own resource use.
-int runProcess(const std::vector<std::string>& arguments, rusage* usage = nullptr) {
-    std::vector<char*> argv;
-    for (const auto& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    pid_t pid;
-    if (posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) {
-        std::perror(argv[0]);
-        std::exit(1);
-    }
-    posix_spawn_file_actions_destroy(&actions);
-    int status = 0;
-    rusage ignored{};
-    wait4(pid, &status, 0, usage ? usage : &ignored);
-    return status;
-}
-
-double seconds(const std::function<void()>& body) {
-    const auto start = Clock::now();
-    body();
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(int runs, const std::function<void()>& body) {
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) times.push_back(seconds(body));
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
-
 int compare(std::size_t entries, const char* parent) {
     const std::string root = makeTree(entries, parent);
     std::size_t matches = scanForApplications(root);  // also warms the caches for both
-    runProcess({"find", root, "-iname", "*.app"});
+    kqbench::runQuietly({"find", root, "-iname", "*.app"});
 
     constexpr int kRuns = 5;
-    const double ours = median(kRuns, [&] { matches = scanForApplications(root); });
-    const double theirs = median(kRuns, [&] { runProcess({"find", root, "-iname", "*.app"}); });
+    const double ours = kqbench::median(kRuns, [&] { matches = scanForApplications(root); });
+    const double theirs = kqbench::median(kRuns, [&] { kqbench::runQuietly({"find", root, "-iname", "*.app"}); });
     std::printf("tree: %zu entries, %zu match \"path ENDSWITH[c] '.app'\"\n", entries, matches);
     std::printf("files scanner %.3f s   find -iname '*.app' %.3f s   ratio %.2f (target <= 1.3)\n", ours, theirs,
                 ours / theirs);
-    runProcess({"rm", "-rf", root});
+    kqbench::runQuietly({"rm", "-rf", root});
     return 0;
 }
 
@@ -143,8 +78,8 @@ int compare(std::size_t entries, const char* parent) {
 long peakKilobytesOfScan(const char* self, std::size_t entries, const char* parent) {
     const std::string root = makeTree(entries, parent);
     rusage usage{};
-    runProcess({self, "scan", root}, &usage);
-    runProcess({"rm", "-rf", root});
+    kqbench::runQuietly({self, "scan", root}, &usage);
+    kqbench::runQuietly({"rm", "-rf", root});
     return usage.ru_maxrss;
 }
 
@@ -167,7 +102,7 @@ int main(int argc, char** argv) {
     }
     if (mode == "generate" && argc > 3) {
         mkdir(argv[2], 0755);
-        generateTree(argv[2], std::strtoul(argv[3], nullptr, 10));
+        kqbench::generateApplicationTree(argv[2], std::strtoul(argv[3], nullptr, 10));
         return 0;
     }
     if (mode == "compare") return compare(argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 200000, parent);

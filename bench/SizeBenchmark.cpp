@@ -20,10 +20,9 @@
 #include <vector>
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
+#include "Support/BenchmarkSupport.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 struct Tree {
     std::size_t entries = 0;
@@ -68,19 +67,6 @@ Tree generateTree(const std::string& root, std::size_t target) {
     return tree;
 }
 
-double seconds(const std::function<void()>& body) {
-    const auto start = Clock::now();
-    body();
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(int runs, const std::function<void()>& body) {
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) times.push_back(seconds(body));
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
-
 /// du's byte count for the tree.
 std::uint64_t du(const std::string& root) {
     const std::string command = "du -sb --apparent-size '" + root + "'";
@@ -99,9 +85,7 @@ std::uint64_t du(const std::string& root) {
 
 int main(int argc, char** argv) {
     const std::size_t target = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 200000;
-    const std::string parent = argc > 2                          ? argv[2]
-                               : access("/dev/shm", W_OK) == 0 ? "/dev/shm"
-                                                               : std::filesystem::temp_directory_path().string();
+    const std::string parent = kqbench::parentFolder(argc > 2 ? argv[2] : nullptr);
     std::string root = parent + "/kq-size-XXXXXX";
     if (!mkdtemp(root.data())) {
         std::perror("mkdtemp");
@@ -109,7 +93,7 @@ int main(int argc, char** argv) {
     }
 
     Tree tree;
-    const double generation = seconds([&] { tree = generateTree(root, target); });
+    const double generation = kqbench::seconds([&] { tree = generateTree(root, target); });
     const kq::FileManager& fileManager = kq::FileManager::defaultManager();
     std::uint64_t ours = 0, theirs = 0;
     // Warm the caches for both sides before timing.
@@ -117,8 +101,8 @@ int main(int argc, char** argv) {
     theirs = du(root);
 
     constexpr int kRuns = 5;
-    const double oursTime = median(kRuns, [&] { ours = fileManager.sizeOfItemAtPath(root); });
-    const double theirsTime = median(kRuns, [&] { theirs = du(root); });
+    const double oursTime = kqbench::median(kRuns, [&] { ours = fileManager.sizeOfItemAtPath(root); });
+    const double theirsTime = kqbench::median(kRuns, [&] { theirs = du(root); });
 
     std::printf("tree: %zu entries in %s (generated in %.2f s)\n", tree.entries, parent.c_str(), generation);
     std::printf("sizeOfItemAtPath %.3f s   du -sb --apparent-size %.3f s   ratio %.2f (target <= 1.20)\n", oursTime,
