@@ -11,8 +11,8 @@
 #include <strings.h>
 #include <vector>
 
-#include "KQFoundation/Platform/Predicate.h"
-#include "KQFoundation/Platform/URL.h"
+#include "KQFoundation/Predicate/Predicate.h"
+#include "KQFoundation/Foundation/URL.h"
 
 namespace {
 std::atomic<long> gAllocations{0};

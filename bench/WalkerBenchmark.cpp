@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "KQFoundation/Platform/FileManager.h"
+#include "KQFoundation/System/FileManager.h"
 #include "Support/BenchmarkSupport.h"
 
 namespace {

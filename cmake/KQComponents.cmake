@@ -1,6 +1,11 @@
 # The library is assembled from one object library per subsystem, so that a
 # test suite builds only the subsystems it exercises.
 set(KQ_COMPONENTS "" CACHE INTERNAL "")
+if(APPLE)
+  set(KQ_PLATFORM_DIRECTORY Darwin)
+else()
+  set(KQ_PLATFORM_DIRECTORY Linux)
+endif()
 
 # kq_add_component(NAME DIRECTORY [DEPENDS component...] [LIBRARIES lib...])
 function(kq_add_component name)
@@ -9,7 +14,16 @@ function(kq_add_component name)
   if(ARG_DIRECTORY)
     file(GLOB_RECURSE globbed CONFIGURE_DEPENDS
       "${ARG_DIRECTORY}/*.cpp" "${ARG_DIRECTORY}/*.c")
+    # Platform backends live in Linux/ and Darwin/ below a component; only
+    # the running platform's half is compiled.
+    list(FILTER globbed EXCLUDE REGEX "/(Linux|Darwin)/")
     list(APPEND sources ${globbed})
+    if(IS_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}/${ARG_DIRECTORY}/${KQ_PLATFORM_DIRECTORY}")
+      file(GLOB_RECURSE backend CONFIGURE_DEPENDS
+        "${CMAKE_CURRENT_SOURCE_DIR}/${ARG_DIRECTORY}/${KQ_PLATFORM_DIRECTORY}/*.cpp"
+        "${CMAKE_CURRENT_SOURCE_DIR}/${ARG_DIRECTORY}/${KQ_PLATFORM_DIRECTORY}/*.c")
+      list(APPEND sources ${backend})
+    endif()
   endif()
   if(NOT sources)
     # A subsystem that has no sources yet still gets a target.
@@ -29,6 +43,7 @@ function(kq_add_component name)
   target_link_libraries(${target} PUBLIC ${ARG_LIBRARIES})
   set(KQ_COMPONENTS ${KQ_COMPONENTS} ${name} CACHE INTERNAL "")
   set_property(GLOBAL PROPERTY KQ_COMPONENT_DEPENDS_${name} ${ARG_DEPENDS})
+  set_property(GLOBAL APPEND PROPERTY KQ_COMPONENT_LIBRARIES ${ARG_LIBRARIES})
 endfunction()
 
 # Collects a component and everything it depends on, dependencies last.

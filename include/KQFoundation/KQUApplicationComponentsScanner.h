@@ -40,7 +40,7 @@
 #include <vector>
 
 #include "KQFoundation/KQUApplicationComponentsScannerConfiguration.h"
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Value.h"
 
 class KQUApplicationComponentsScanner {
 public:

@@ -22,8 +22,8 @@
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQUScanner.h"
 #include "KQFoundation/KQUScannerDelegate.h"
-#include "KQFoundation/Platform/Predicate.h"
-#include "KQFoundation/Platform/URL.h"
+#include "KQFoundation/Predicate/Predicate.h"
+#include "KQFoundation/Foundation/URL.h"
 
 class KQUApplicationsScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "KQFoundation/KQUScanner.h"
-#include "KQFoundation/Platform/FileManager.h"
-#include "KQFoundation/Platform/Predicate.h"
-#include "KQFoundation/Platform/URL.h"
+#include "KQFoundation/System/FileManager.h"
+#include "KQFoundation/Predicate/Predicate.h"
+#include "KQFoundation/Foundation/URL.h"
 
 class KQUFilesScanner : public KQUScanner {
 public:

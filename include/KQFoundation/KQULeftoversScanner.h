@@ -26,8 +26,8 @@
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQULeftoverTypes.h"
 #include "KQFoundation/KQUScanner.h"
-#include "KQFoundation/Platform/Predicate.h"
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Predicate/Predicate.h"
+#include "KQFoundation/Foundation/Value.h"
 
 class KQULeftoversScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:

@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "KQFoundation/KQUScannerDelegate.h"
-#include "KQFoundation/Platform/Observable.h"
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Observable.h"
+#include "KQFoundation/Foundation/Value.h"
 
 class KQUScanner : public kq::Observable {
 public:

@@ -11,7 +11,7 @@
 // may itself be watched by a delegate that adopts more than one).
 #include <string>
 
-#include "KQFoundation/Platform/URL.h"
+#include "KQFoundation/Foundation/URL.h"
 
 class KQUScanner;
 class KQUFilesScanner;

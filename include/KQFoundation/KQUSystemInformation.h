@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "KQFoundation/KQUSystemReportKeys.h"
-#include "KQFoundation/Platform/URL.h"
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/URL.h"
+#include "KQFoundation/Foundation/Value.h"
 
 class KQUSystemInformation {
 public:

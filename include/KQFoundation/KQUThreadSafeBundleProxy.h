@@ -16,7 +16,7 @@
 #include <mutex>
 #include <type_traits>
 
-#include "KQFoundation/Platform/Bundle.h"
+#include "KQFoundation/Foundation/Bundle.h"
 
 class KQUThreadSafeBundleProxy {
 public:

@@ -8,7 +8,7 @@
 //   timer.onFire([p = proxy.get()] { (*p)->tick(); });
 #include <memory>
 
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 
 template <class T>
 class KQUUnsafeUnretainedProxy {

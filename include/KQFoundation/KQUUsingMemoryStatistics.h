@@ -4,7 +4,7 @@
 // Every size reads the kernel's page counters afresh; a failed read gives 0.
 #include <cstdint>
 
-#include "KQFoundation/Platform/VMStatistics.h"
+#include "KQFoundation/System/VMStatistics.h"
 
 class KQUUsingMemoryStatistics {
 public:

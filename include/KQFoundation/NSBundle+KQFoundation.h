@@ -3,7 +3,7 @@
 // members are declared on kq::Bundle (shortVersion, bundleVersion,
 // humanReadableCopyright, preferredLocalization,
 // preferredApplicationLocalization) and defined with this category.
-#include "KQFoundation/Platform/Bundle.h"
+#include "KQFoundation/Foundation/Bundle.h"
 
 /// "CFBundleShortVersionString": the Info dictionary key of the marketing version.
 extern const char* const kKQBundleShortVersionStringKey;

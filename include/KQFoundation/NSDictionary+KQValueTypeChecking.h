@@ -8,4 +8,4 @@
 // value that is neither number nor string; a number's truth; for a string,
 // "true" in any case, else YES when it starts (after white space, a sign and
 // zeros) with y, t or a digit 1-9.
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Value.h"

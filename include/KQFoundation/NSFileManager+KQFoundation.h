@@ -67,4 +67,4 @@
 // Packages
 //   isPathInFilePackage(p)        Some folder enclosing p (not p itself) is a
 //                                 file package (kq::Workspace::isFilePackageAtPath).
-#include "KQFoundation/Platform/FileManager.h"
+#include "KQFoundation/System/FileManager.h"

@@ -1,3 +1,3 @@
 #pragma once
 // kq::Array::addObjectIfNotNil and addObjectsFromArrayIfNotNil.
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Value.h"

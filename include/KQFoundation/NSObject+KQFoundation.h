@@ -1,3 +1,3 @@
 #pragma once
 // kq::isObject(a, b) (nil-safe equality) and kq::inArray(value).
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Value.h"

@@ -31,5 +31,5 @@
 //                                 gives an empty dictionary. A malformed escape
 //                                 in a key or value throws
 //                                 kq::InvalidArgumentException.
-#include "KQFoundation/Platform/URL.h"
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/URL.h"
+#include "KQFoundation/Foundation/Value.h"

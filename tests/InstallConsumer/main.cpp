@@ -1,6 +1,6 @@
 #include <cstdio>
 
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 
 int main() {
     const kq::Value value = kq::Dictionary{{"CFBundleIdentifier", "com.example.consumer"}};

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Foundation/Log.h"
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);

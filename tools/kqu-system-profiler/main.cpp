@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "Common/SystemInformation/SystemProfilerReports.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/PropertyList.h"
-#include "Platform/Linux/LinuxSystemFacts.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PropertyList.h"
+#include "System/Linux/LinuxSystemFacts.h"
 
 namespace {
 

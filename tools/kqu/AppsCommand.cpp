@@ -7,7 +7,7 @@
 #include "Command.h"
 #include "JsonOutput.h"
 #include "KQFoundation/KQUApplicationsScanner.h"
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 #include "ProgressLine.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/System/FileSystemLayout.h"
 
 namespace kqu {
 

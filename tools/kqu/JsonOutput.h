@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Value.h"
 
 namespace kqu {
 

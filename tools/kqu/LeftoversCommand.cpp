@@ -10,8 +10,8 @@
 #include "ProgressLine.h"
 #include "KQFoundation/KQUApplicationsScanner.h"
 #include "KQFoundation/KQULeftoversScanner.h"
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 
 namespace {
 

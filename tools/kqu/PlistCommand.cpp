@@ -3,7 +3,7 @@
 
 #include "Command.h"
 #include "JsonOutput.h"
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 
 namespace {
 

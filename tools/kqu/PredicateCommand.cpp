@@ -2,9 +2,9 @@
 #include <cstdio>
 
 #include "Command.h"
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/Predicate.h"
-#include "KQFoundation/Platform/URL.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Predicate/Predicate.h"
+#include "KQFoundation/Foundation/URL.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <iostream>
 
 #include "Command.h"
-#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Foundation/Log.h"
 
 int main(int argc, char** argv) {
     CLI::App app{"kqu - looks at a Mac (or a copy of one): applications, leftovers, extensions, system facts"};

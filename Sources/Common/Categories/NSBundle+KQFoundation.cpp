@@ -1,6 +1,6 @@
 #include "KQFoundation/NSBundle+KQFoundation.h"
 
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 
 const char* const kKQBundleShortVersionStringKey = "CFBundleShortVersionString";
 

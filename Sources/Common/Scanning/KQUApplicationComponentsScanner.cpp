@@ -4,10 +4,10 @@
 
 #include "KQFoundation/NSBundle+KQUThreadSafety.h"
 #include "KQFoundation/NSFileManager+KQFoundation.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/PathUtilities.h"
-#include "KQFoundation/Platform/PropertyList.h"
-#include "Platform/UnicodeText.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/Foundation/PropertyList.h"
+#include "Foundation/UnicodeText.h"
 #include "LowercasedText.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "KQFoundation/KQUApplicationComponentsScannerConfiguration.h"
 
 #include "KQFoundation/NSBundle+KQUThreadSafety.h"
-#include "KQFoundation/Platform/PathUtilities.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "LowercasedText.h"
 
 KQUApplicationComponentsScannerConfiguration::KQUApplicationComponentsScannerConfiguration(

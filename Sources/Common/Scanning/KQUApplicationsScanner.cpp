@@ -5,11 +5,11 @@
 #include <utility>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/Bundle.h"
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/FileManager.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Foundation/Bundle.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/System/FileManager.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <unordered_set>
 
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/Workspace.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/System/Workspace.h"
 
 struct KQUFilesScanner::Walk {
     const kq::URL& sourceDirectory;

@@ -5,10 +5,10 @@
 
 #include "KQFoundation/KQULeftoversScanner.h"
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
-#include "KQFoundation/Platform/Bundle.h"
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Foundation/Bundle.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 
 namespace {
 

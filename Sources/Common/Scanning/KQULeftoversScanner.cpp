@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "KQFoundation/Platform/Bundle.h"
+#include "KQFoundation/Foundation/Bundle.h"
 
 namespace {
 

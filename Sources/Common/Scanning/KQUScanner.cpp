@@ -1,6 +1,6 @@
 #include "KQFoundation/KQUScanner.h"
 
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 
 namespace {
 constexpr std::string_view kProgressKey = "progress";

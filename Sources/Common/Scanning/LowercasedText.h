@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/UnicodeText.h"
+#include "Foundation/UnicodeText.h"
 
 namespace kq::scanning {
 

@@ -7,10 +7,10 @@
 #include <mutex>
 #include <utility>
 
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/PathUtilities.h"
-#include "KQFoundation/Platform/PropertyList.h"
-#include "KQFoundation/Platform/Workspace.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/Foundation/PropertyList.h"
+#include "KQFoundation/System/Workspace.h"
 
 namespace kq {
 

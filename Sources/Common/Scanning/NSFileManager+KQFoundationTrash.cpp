@@ -16,8 +16,8 @@
 #include <utility>
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
-#include "KQFoundation/Platform/PathUtilities.h"
-#include "Platform/VolumeDevices.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/VolumeDevices.h"
 
 namespace kq {
 

@@ -2,7 +2,7 @@
 #include <cerrno>
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
-#include "Platform/VolumeDevices.h"
+#include "System/VolumeDevices.h"
 
 namespace kq {
 

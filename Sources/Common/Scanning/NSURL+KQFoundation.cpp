@@ -1,7 +1,7 @@
 #include "KQFoundation/NSURL+KQFoundation.h"
 
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/PathUtilities.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 
 namespace kq {
 

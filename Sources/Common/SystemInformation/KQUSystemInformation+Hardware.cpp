@@ -4,10 +4,10 @@
 #include <ctime>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/PathUtilities.h"
-#include "Platform/SystemFacts.h"
-#include "Platform/UnicodeText.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/SystemFacts.h"
+#include "Foundation/UnicodeText.h"
 #include "SystemInformationState.h"
 
 using kq::SystemFacts;

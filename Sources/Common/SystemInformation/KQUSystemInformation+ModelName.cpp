@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/PathUtilities.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "SystemInformationState.h"
 
 namespace state = kq::systeminformation;

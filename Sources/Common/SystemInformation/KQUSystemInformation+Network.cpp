@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "Platform/SystemFacts.h"
+#include "System/SystemFacts.h"
 #include "SystemInformationState.h"
 
 namespace state = kq::systeminformation;

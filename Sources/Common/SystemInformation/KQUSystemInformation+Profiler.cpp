@@ -2,11 +2,11 @@
 #include <cstdlib>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/PropertyList.h"
-#include "Platform/ProcessRunner.h"
-#include "Platform/SystemFacts.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PropertyList.h"
+#include "System/ProcessRunner.h"
+#include "System/SystemFacts.h"
 #include "SystemInformationState.h"
 
 namespace state = kq::systeminformation;

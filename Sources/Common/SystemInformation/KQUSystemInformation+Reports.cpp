@@ -1,10 +1,10 @@
 // Reports derived from the profiler's XML output and the iPod preferences.
 // Elements of an unexpected type are skipped silently at every level.
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/FileManager.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/PropertyList.h"
-#include "KQFoundation/Platform/Workspace.h"
+#include "KQFoundation/System/FileManager.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/PropertyList.h"
+#include "KQFoundation/System/Workspace.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <mutex>
 
-#include "Platform/SystemFacts.h"
+#include "System/SystemFacts.h"
 #include "SystemInformationState.h"
 
 namespace state = kq::systeminformation;

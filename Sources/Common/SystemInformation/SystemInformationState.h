@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "KQFoundation/Platform/Value.h"
+#include "KQFoundation/Foundation/Value.h"
 
 namespace kq::systeminformation {
 

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "KQFoundation/Platform/Bundle.h"
-#include "KQFoundation/Platform/FileManager.h"
-#include "KQFoundation/Platform/PathUtilities.h"
-#include "KQFoundation/Platform/Workspace.h"
+#include "KQFoundation/Foundation/Bundle.h"
+#include "KQFoundation/System/FileManager.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/System/Workspace.h"
 
 namespace kq::systemprofiler {
 

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/Value.h"
-#include "Platform/SystemFacts.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/Value.h"
+#include "System/SystemFacts.h"
 
 namespace kq::systemprofiler {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "KQFoundation/NSBundle+KQFoundation.h"
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
 

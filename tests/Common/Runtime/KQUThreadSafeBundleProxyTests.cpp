@@ -7,7 +7,7 @@
 
 #include "KQFoundation/KQUThreadSafeBundleProxy.h"
 #include "KQFoundation/NSBundle+KQUThreadSafety.h"
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

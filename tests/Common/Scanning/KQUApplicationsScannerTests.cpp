@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

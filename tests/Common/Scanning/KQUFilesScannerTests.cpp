@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Foundation/Log.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
-#include "KQFoundation/Platform/Exceptions.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

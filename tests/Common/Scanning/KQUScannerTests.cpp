@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 
 namespace {
 

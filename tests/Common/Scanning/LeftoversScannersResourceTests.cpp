@@ -10,7 +10,7 @@
 
 #include "KQFoundation/KQULeftoverTypes.h"
 #include "KQFoundation/KQULeftoversScanner.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
+#include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

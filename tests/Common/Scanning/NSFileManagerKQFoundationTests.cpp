@@ -8,8 +8,8 @@
 #include <chrono>
 #include <string>
 
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

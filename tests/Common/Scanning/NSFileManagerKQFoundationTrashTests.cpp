@@ -11,7 +11,7 @@
 #include <string>
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
-#include "KQFoundation/Platform/PathUtilities.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

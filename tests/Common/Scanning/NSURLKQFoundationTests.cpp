@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "KQFoundation/Platform/Exceptions.h"
+#include "KQFoundation/Foundation/Exceptions.h"
 
 namespace {
 

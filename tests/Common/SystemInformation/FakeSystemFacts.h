@@ -11,7 +11,7 @@
 
 #include "Common/SystemInformation/SystemInformationState.h"
 #include "KQFoundation/KQUSystemInformation.h"
-#include "Platform/SystemFacts.h"
+#include "System/SystemFacts.h"
 
 namespace kqtest {
 

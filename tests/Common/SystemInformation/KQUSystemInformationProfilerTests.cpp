@@ -5,9 +5,9 @@
 
 #include "FakeSystemFacts.h"
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/FileSystemLayout.h"
-#include "KQFoundation/Platform/Log.h"
-#include "KQFoundation/Platform/PropertyList.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

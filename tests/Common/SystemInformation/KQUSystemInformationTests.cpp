@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "FakeSystemFacts.h"
-#include "KQFoundation/Platform/Log.h"
+#include "KQFoundation/Foundation/Log.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 
 #include "FakeSystemFacts.h"
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/Platform/PropertyList.h"
-#include "Platform/Linux/LinuxSystemFacts.h"
+#include "KQFoundation/Foundation/PropertyList.h"
+#include "System/Linux/LinuxSystemFacts.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {

@@ -1,0 +1,190 @@
+#pragma once
+// kq::Value: the loosely typed value of property lists and JSON (the
+// platform's NSNull, NSNumber, NSString, NSData, NSDate, NSURL, NSArray and
+// NSDictionary). Arrays and dictionaries hold values; dictionaries keep the
+// order in which keys were inserted. Equality and hashing are by value, and
+// numbers compare by their numeric value (1, 1.0 and YES are equal), as the
+// platform's numbers do.
+#include <chrono>
+#include <cstdint>
+#include <initializer_list>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "KQFoundation/Foundation/URL.h"
+
+namespace kq {
+
+using Data = std::vector<std::uint8_t>;
+using Date = std::chrono::system_clock::time_point;
+
+class Value;
+
+class Array : public std::vector<Value> {
+public:
+    using std::vector<Value>::vector;
+    Array() = default;
+
+    // NSMutableArray(KQFoundation)
+    /// Appends the value unless it is missing (nullptr or nullopt).
+    void addObjectIfNotNil(const Value* value);
+    void addObjectIfNotNil(const std::optional<Value>& value);
+    /// Appends every element of the array unless the array is missing.
+    void addObjectsFromArrayIfNotNil(const Array* array);
+    void addObjectsFromArrayIfNotNil(const std::optional<Array>& array);
+};
+
+class Dictionary {
+public:
+    Dictionary() = default;
+    Dictionary(std::initializer_list<std::pair<std::string, Value>> entries);
+
+    std::size_t size() const { return keys_.size(); }
+    bool empty() const { return keys_.empty(); }
+    /// Keys in insertion order.
+    const std::vector<std::string>& keys() const { return keys_; }
+    const std::vector<Value>& values() const { return values_; }
+
+    /// The value for the key, or nullptr (nil).
+    const Value* objectForKey(std::string_view key) const;
+    Value* objectForKey(std::string_view key);
+    bool contains(std::string_view key) const { return objectForKey(key) != nullptr; }
+    /// Sets or replaces (a replaced key keeps its position).
+    void setObject(std::string_view key, Value value);
+    bool removeObjectForKey(std::string_view key);
+    /// The value for the key, inserting null when absent.
+    Value& operator[](std::string_view key);
+
+    template <class F>
+    void forEach(F&& f) const {
+        for (std::size_t i = 0; i < keys_.size(); ++i) f(keys_[i], values_[i]);
+    }
+
+    // NSDictionary(KQValueTypeChecking): each returns the value only when it
+    // has the asked-for type, else nullptr (nil).
+    const std::string* stringValueForKey(std::string_view key) const;
+    const Array* arrayValueForKey(std::string_view key) const;
+    const Dictionary* dictioniaryValueForKey(std::string_view key) const;
+    /// A number: a boolean, integer or real value.
+    const Value* numberValueForKey(std::string_view key) const;
+    const Date* dateValueForKey(std::string_view key) const;
+    std::int64_t integerValueForKey(std::string_view key, std::int64_t defaultValue) const;
+    bool boolValueForKey(std::string_view key, bool defaultValue) const;
+
+    friend bool operator==(const Dictionary& a, const Dictionary& b);
+
+private:
+    std::vector<std::string> keys_;
+    std::vector<Value> values_;
+    // Built only for larger dictionaries; small ones are searched linearly.
+    std::unique_ptr<std::unordered_map<std::string, std::size_t>> index_;
+
+public:
+    Dictionary(const Dictionary& other);
+    Dictionary(Dictionary&&) noexcept = default;
+    Dictionary& operator=(const Dictionary& other);
+    Dictionary& operator=(Dictionary&&) noexcept = default;
+    ~Dictionary();
+
+private:
+    std::ptrdiff_t find(std::string_view key) const;
+    void rebuildIndex();
+};
+
+class Value {
+public:
+    enum class Type { Null, Bool, Integer, Real, String, Data, Date, URL, Array, Dictionary };
+
+    Value() = default;  // null
+    Value(std::nullptr_t) {}
+    Value(bool b) : v_(b) {}
+    Value(int i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(long i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(long long i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(unsigned i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(unsigned long i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(unsigned long long i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(double d) : v_(d) {}
+    Value(const char* s) : v_(std::string(s)) {}
+    Value(std::string_view s) : v_(std::string(s)) {}
+    Value(std::string s) : v_(std::move(s)) {}
+    Value(kq::Data d) : v_(std::move(d)) {}
+    Value(kq::Date d) : v_(d) {}
+    Value(kq::URL u) : v_(std::move(u)) {}
+    Value(kq::Array a) : v_(std::move(a)) {}
+    Value(kq::Dictionary d) : v_(std::move(d)) {}
+
+    Type type() const { return static_cast<Type>(v_.index()); }
+    bool isNull() const { return type() == Type::Null; }
+    bool isBool() const { return type() == Type::Bool; }
+    bool isInteger() const { return type() == Type::Integer; }
+    bool isReal() const { return type() == Type::Real; }
+    /// A number in the platform's sense: boolean, integer or real.
+    bool isNumber() const { return isBool() || isInteger() || isReal(); }
+    bool isString() const { return type() == Type::String; }
+    bool isData() const { return type() == Type::Data; }
+    bool isDate() const { return type() == Type::Date; }
+    bool isURL() const { return type() == Type::URL; }
+    bool isArray() const { return type() == Type::Array; }
+    bool isDictionary() const { return type() == Type::Dictionary; }
+
+    /// Typed access: nullptr when the value has another type.
+    const std::string* asString() const { return std::get_if<std::string>(&v_); }
+    const kq::Data* asData() const { return std::get_if<kq::Data>(&v_); }
+    const kq::Date* asDate() const { return std::get_if<kq::Date>(&v_); }
+    const kq::URL* asURL() const { return std::get_if<kq::URL>(&v_); }
+    const kq::Array* asArray() const { return std::get_if<kq::Array>(&v_); }
+    const kq::Dictionary* asDictionary() const { return std::get_if<kq::Dictionary>(&v_); }
+    kq::Array* asArray() { return std::get_if<kq::Array>(&v_); }
+    kq::Dictionary* asDictionary() { return std::get_if<kq::Dictionary>(&v_); }
+
+    /// Numeric readings of a number (0 / false for anything else).
+    bool boolValue() const;
+    std::int64_t integerValue() const;
+    double doubleValue() const;
+
+    friend bool operator==(const Value& a, const Value& b);
+    std::size_t hash() const;
+
+private:
+    std::variant<std::monostate, bool, std::int64_t, double, std::string, kq::Data, kq::Date, kq::URL,
+                 kq::Array, kq::Dictionary>
+        v_;
+};
+
+/// The text a value prints as (the platform's description, property-list style).
+std::string describe(const Value& v);
+std::string describe(const Array& a);
+std::string describe(const Dictionary& d);
+
+/// For test frameworks that print values (GoogleTest finds these by name).
+void PrintTo(const Value& v, std::ostream* os);
+void PrintTo(const Dictionary& d, std::ostream* os);
+
+/// Seconds since 1 January 2001 UTC, the platform's reference date.
+double timeIntervalSinceReferenceDate(Date d);
+Date dateWithTimeIntervalSinceReferenceDate(double seconds);
+
+// NSObject(KQFoundation)
+/// True when both are missing; otherwise the first one's equality with the second.
+bool isObject(const Value* a, const Value* b);
+/// A new array holding only the value.
+Array inArray(const Value& v);
+
+}  // namespace kq
+
+template <>
+struct std::hash<kq::Value> {
+    std::size_t operator()(const kq::Value& v) const { return v.hash(); }
+};
+template <>
+struct std::hash<kq::Dictionary> {
+    std::size_t operator()(const kq::Dictionary& d) const;
+};

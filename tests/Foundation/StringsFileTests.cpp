@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KQFoundation/Foundation/Bundle.h"
+
+namespace {
+
+kq::Data bytesOf(std::string_view text) { return kq::Data(text.begin(), text.end()); }
+
+kq::Data utf16(std::u16string_view text, bool bigEndian, bool withBOM) {
+    kq::Data bytes;
+    auto put = [&](char16_t unit) {
+        auto high = static_cast<std::uint8_t>(unit >> 8), low = static_cast<std::uint8_t>(unit & 0xFF);
+        bytes.push_back(bigEndian ? high : low);
+        bytes.push_back(bigEndian ? low : high);
+    };
+    if (withBOM) put(0xFEFF);
+    for (char16_t unit : text) put(unit);
+    return bytes;
+}
+
+std::string stringFor(const kq::Dictionary& d, std::string_view key) {
+    const kq::Value* v = d.objectForKey(key);
+    return v && v->isString() ? *v->asString() : "<missing>";
+}
+
+constexpr std::string_view kTypicalTable = R"(/* Header comment
+   over two lines */
+"greeting" = "Hello, world";   // trailing comment
+"quote" = "She said \"hi\" \\ done";
+"lines" = "one\ntwo\tthree";
+unquoted_key.1 = some/unquoted-value$;
+"bare";
+"unicode" = "caf\U00e9 \u2192 \UD83D\UDE00";
+"empty" = "";
+"greeting" = "Hello again";
+)";
+
+TEST(StringsFileTests, ReadsEntriesCommentsEscapesAndUnquotedWords) {
+    auto table = kq::parseStringsFile(bytesOf(kTypicalTable));
+    ASSERT_TRUE(table);
+    EXPECT_EQ(stringFor(*table, "greeting"), "Hello again") << "a repeated key keeps the last value";
+    EXPECT_EQ(stringFor(*table, "quote"), "She said \"hi\" \\ done");
+    EXPECT_EQ(stringFor(*table, "lines"), "one\ntwo\tthree");
+    EXPECT_EQ(stringFor(*table, "unquoted_key.1"), "some/unquoted-value$");
+    EXPECT_EQ(stringFor(*table, "bare"), "bare");
+    EXPECT_EQ(stringFor(*table, "unicode"), "caf\xC3\xA9 \xE2\x86\x92 \xF0\x9F\x98\x80")
+        << "an escaped surrogate pair is one character";
+    EXPECT_EQ(stringFor(*table, "empty"), "");
+    EXPECT_EQ(table->size(), 7u);
+}
+
+TEST(StringsFileTests, EmptyAndCommentOnlyFilesAreEmptyTables) {
+    for (std::string_view text : {"", "   \n\t", "/* nothing */ // here\n", "\xEF\xBB\xBF"}) {
+        auto table = kq::parseStringsFile(bytesOf(text));
+        ASSERT_TRUE(table) << text;
+        EXPECT_TRUE(table->empty());
+    }
+}
+
+TEST(StringsFileTests, ReadsUTF16InBothByteOrdersWithAndWithoutBOMAndUTF8WithBOM) {
+    std::u16string text = u"/* Deutsch */\n\"Open\" = \"\u00D6ffnen\";\n\"Smile\" = \"\U0001F600\";\n";
+    for (bool bigEndian : {false, true}) {
+        for (bool withBOM : {true, false}) {
+            auto table = kq::parseStringsFile(utf16(text, bigEndian, withBOM));
+            ASSERT_TRUE(table) << "big-endian " << bigEndian << ", BOM " << withBOM;
+            EXPECT_EQ(stringFor(*table, "Open"), "\xC3\x96" "ffnen");
+            EXPECT_EQ(stringFor(*table, "Smile"), "\xF0\x9F\x98\x80");
+        }
+    }
+    auto withBOM = kq::parseStringsFile(bytesOf("\xEF\xBB\xBF\"k\" = \"\xC3\xA9\";"));
+    ASSERT_TRUE(withBOM);
+    EXPECT_EQ(stringFor(*withBOM, "k"), "\xC3\xA9");
+}
+
+TEST(StringsFileTests, AcceptsBracedTableAndPropertyListForms) {
+    auto braced = kq::parseStringsFile(bytesOf("{ \"a\" = \"1\"; b = 2; }\n"));
+    ASSERT_TRUE(braced);
+    EXPECT_EQ(stringFor(*braced, "b"), "2");
+
+    auto xml = kq::parseStringsFile(bytesOf(R"(<?xml version="1.0" encoding="UTF-8"?>
+<plist version="1.0"><dict><key>Open</key><string>Öffnen</string>
+<key>Count</key><integer>3</integer></dict></plist>)"));
+    ASSERT_TRUE(xml);
+    EXPECT_EQ(stringFor(*xml, "Open"), "Öffnen");
+    EXPECT_FALSE(xml->contains("Count")) << "only strings belong in a strings table";
+
+    EXPECT_FALSE(kq::parseStringsFile(bytesOf("<plist version=\"1.0\"><array/></plist>")));
+}
+
+TEST(StringsFileTests, MalformedTablesAreRejected) {
+    const char* broken[] = {
+        R"("a" = "b")",                // no semicolon
+        R"("a" = "b)",                 // unterminated string
+        R"("a" "b";)",                 // no equals sign
+        R"("a" = ;)",                  // no value
+        R"(= "b";)",                   // no key
+        R"("a" = "b"; /* open)",       // unterminated comment
+        R"("a" = b c;)",               // two words
+        R"("a" = "\U12G4";)",          // bad hex escape
+        R"("a" = "\UD83D";)",          // lone high surrogate
+        R"("a" = "\UDE00";)",          // lone low surrogate
+        R"("a" = "\";)",               // escape swallows the closing quote
+        R"({ "a" = "b";)",             // unclosed brace
+        R"("a" = "b"; } )",            // stray brace
+        "\"a\" = \"\xC3\";",           // truncated UTF-8 sequence
+        "\"a\" = \"\xC0\xAF\";",       // overlong UTF-8
+        "\"a\" = \"\xED\xA0\x80\";",   // encoded surrogate
+        "\"a\" = \"#\";\n#",           // character outside any token
+    };
+    for (const char* text : broken) {
+        EXPECT_FALSE(kq::parseStringsFile(bytesOf(text))) << text;
+    }
+    // UTF-16 of odd length, and with an unpaired surrogate.
+    kq::Data odd = utf16(u"\"a\" = \"b\";", false, true);
+    odd.push_back('x');
+    EXPECT_FALSE(kq::parseStringsFile(odd));
+    EXPECT_FALSE(kq::parseStringsFile(utf16(u"\"a\" = \"\xD800\";", false, true)));
+}
+
+TEST(StringsFileTests, EveryTruncationOfAValidTableFailsCleanlyOrParses) {
+    kq::Data whole = utf16(u"/* c */ \"k\" = \"v\\n\\U00e9\"; \"x\";", true, true);
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+        kq::Data prefix(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+        (void)kq::parseStringsFile(prefix);
+    }
+    std::string text(kTypicalTable);
+    for (std::size_t length = 0; length <= text.size(); ++length) {
+        (void)kq::parseStringsFile(bytesOf(text.substr(0, length)));
+    }
+    SUCCEED();
+}
+
+}  // namespace

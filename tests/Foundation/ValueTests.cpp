@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+
+#include <unordered_set>
+
+#include "KQFoundation/Foundation/Value.h"
+
+using kq::Array;
+using kq::Dictionary;
+using kq::Value;
+
+TEST(Value, NumbersCompareAndHashByNumericValue) {
+    EXPECT_EQ(Value(1), Value(1.0));
+    EXPECT_EQ(Value(true), Value(1));
+    EXPECT_NE(Value(1), Value(1.5));
+    EXPECT_NE(Value(1), Value("1"));
+    EXPECT_EQ(Value(1).hash(), Value(1.0).hash());
+    EXPECT_EQ(Value(true).hash(), Value(1).hash());
+    EXPECT_NE(Value(), Value(0));
+}
+
+TEST(Dictionary, KeepsInsertionOrderAndReplacesInPlace) {
+    Dictionary d;
+    d.setObject("b", 1);
+    d.setObject("a", 2);
+    d.setObject("b", 3);
+    ASSERT_EQ(d.keys(), (std::vector<std::string>{"b", "a"}));
+    EXPECT_EQ(*d.objectForKey("b"), Value(3));
+    EXPECT_TRUE(d.removeObjectForKey("b"));
+    EXPECT_FALSE(d.removeObjectForKey("b"));
+    EXPECT_EQ(d.objectForKey("b"), nullptr);
+    EXPECT_EQ(d.keys(), std::vector<std::string>{"a"});
+}
+
+TEST(Dictionary, LargeDictionariesStayConsistentAcrossCopiesAndRemovals) {
+    Dictionary d;
+    for (int i = 0; i < 100; ++i) d.setObject("k" + std::to_string(i), i);
+    Dictionary copy = d;
+    ASSERT_TRUE(copy.removeObjectForKey("k10"));
+    EXPECT_EQ(copy.objectForKey("k10"), nullptr);
+    ASSERT_NE(copy.objectForKey("k99"), nullptr);
+    EXPECT_EQ(*copy.objectForKey("k99"), Value(99));
+    EXPECT_EQ(*d.objectForKey("k10"), Value(10));
+    copy["k10"] = 10;
+    EXPECT_EQ(copy, d);  // same pairs, other order
+    EXPECT_EQ(std::hash<Dictionary>()(copy), std::hash<Dictionary>()(d));
+}
+
+TEST(Dictionary, EqualDictionariesShareOneEntryInAHashedSet) {
+    // The knowledge base caches one predicate per equal filter dictionary.
+    Dictionary a{{"Type", "Predicate"}, {"Format", "path ENDSWITH '.x'"}};
+    Dictionary b{{"Format", "path ENDSWITH '.x'"}, {"Type", "Predicate"}};
+    Dictionary c{{"Type", "Predicate"}, {"Format", "path ENDSWITH '.y'"}};
+    std::unordered_set<Dictionary> set{a, b, c};
+    EXPECT_EQ(set.size(), 2u);
+    EXPECT_EQ(Value(Array{Value(a)}), Value(Array{Value(b)}));
+}
+
+TEST(Value, DescriptionsQuoteStringsInsideCollections) {
+    Dictionary d{{"name", "a b"}, {"n", 2}, {"list", Array{Value("x"), Value(0.5)}}};
+    EXPECT_EQ(kq::describe(Value("a b")), "a b");
+    EXPECT_EQ(kq::describe(d), "{\n    name = \"a b\";\n    n = 2;\n    list = (\n        x,\n        0.5\n    );\n}");
+    EXPECT_EQ(kq::describe(Value(kq::dateWithTimeIntervalSinceReferenceDate(0))), "2001-01-01 00:00:00 +0000");
+}

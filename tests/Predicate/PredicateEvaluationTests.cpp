@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Predicate/Predicate.h"
+
+namespace {
+
+using kq::Array;
+using kq::Dictionary;
+using kq::Predicate;
+using kq::URL;
+using kq::Value;
+
+bool eval(std::string_view format, const Value& object, const std::vector<Value>& arguments = {}) {
+    return Predicate::predicateWithFormat(format, arguments)->evaluateWithObject(object);
+}
+
+bool evalURL(std::string_view format, const URL& url, const std::vector<Value>& arguments = {}) {
+    return Predicate::predicateWithFormat(format, arguments)->evaluateWithObject(url);
+}
+
+const Value& sampleRecord() {
+    static const Value record(Dictionary{
+        {"name", "Café Crème"},
+        {"identifier", "com.example.Editor"},
+        {"size", 2048},
+        {"ratio", 0.5},
+        {"enabled", true},
+        {"nothing", Value()},
+        {"tags", Array{"work", "Draft", "ÉTÉ"}},
+        {"scores", Array{3, 7, 11}},
+        {"items", Array{Dictionary{{"name", "a"}, {"count", 1}}, Dictionary{{"name", "b"}, {"count", 5}}}},
+        {"owner", Dictionary{{"group", Dictionary{{"name", "staff"}}}}},
+    });
+    return record;
+}
+
+TEST(PredicateEvaluation, FileURLKeys) {
+    const URL app = URL::fileURLWithPath("/Applications/Café.app", true);
+    EXPECT_EQ(app.filePathView(), app.path());
+    EXPECT_TRUE(evalURL("path ENDSWITH[c] '.APP'", app));
+    EXPECT_TRUE(evalURL("path ENDSWITH[c] %@", app, {Value("É.APP")}));
+    EXPECT_FALSE(evalURL("path ENDSWITH 'É.app'", app));
+    EXPECT_TRUE(evalURL("lastPathComponent == 'Café.app' AND pathExtension == 'app'", app));
+    EXPECT_TRUE(evalURL("path == '/Applications/Café.app'", app));  // no trailing slash
+    EXPECT_TRUE(evalURL("isFileURL == YES AND scheme == 'file' AND host == nil", app));
+    EXPECT_TRUE(evalURL("absoluteString BEGINSWITH 'file:///Applications/'", app));
+    EXPECT_TRUE(evalURL("self == %@", app, {Value(app)}));
+    EXPECT_TRUE(evalURL("path.lastPathComponent BEGINSWITH[cd] 'cafe'", app));
+
+    const URL root = URL::fileURLWithPath("/");
+    EXPECT_TRUE(evalURL("path == '/' AND lastPathComponent == '/'", root));
+
+    // A URL inside a value answers the same keys.
+    EXPECT_TRUE(eval("lastPathComponent LIKE[c] 'caf?.APP'", Value(app)));
+}
+
+TEST(PredicateEvaluation, NetworkURLKeys) {
+    const auto url = URL::URLWithString("https://example.com:8443/a/b.json?q=1#top");
+    ASSERT_TRUE(url);
+    EXPECT_TRUE(evalURL("scheme == 'https' AND host == 'example.com' AND port == 8443", *url));
+    EXPECT_TRUE(evalURL("path == '/a/b.json' AND pathExtension == 'json' AND lastPathComponent == 'b.json'", *url));
+    EXPECT_TRUE(evalURL("path ENDSWITH[c] '.JSON' AND lastPathComponent BEGINSWITH 'b'", *url));
+    EXPECT_TRUE(evalURL("query == 'q=1' AND fragment == 'top' AND isFileURL == NO", *url));
+}
+
+TEST(PredicateEvaluation, UndefinedKeysRaiseThePlatformException) {
+    const URL url = URL::fileURLWithPath("/tmp/x");
+    try {
+        evalURL("bogus == 1", url);
+        FAIL() << "no exception";
+    } catch (const kq::InvalidArgumentException& e) {
+        EXPECT_STREQ(e.what(),
+                     "[NSURL valueForUndefinedKey:]: this class is not key value coding-compliant for the key bogus.");
+    }
+    EXPECT_THROW(eval("name.bogus == 1", sampleRecord()), kq::InvalidArgumentException);
+    EXPECT_THROW(eval("size.name == 1", sampleRecord()), kq::InvalidArgumentException);
+    // Dictionaries answer nil for a key they do not have.
+    EXPECT_TRUE(eval("missing == nil", sampleRecord()));
+}
+
+TEST(PredicateEvaluation, NilComparesAsThePlatformDoes) {
+    const Value& r = sampleRecord();
+    EXPECT_TRUE(eval("nothing == nil AND missing == nil AND nil == nil", r));
+    EXPECT_FALSE(eval("nothing == 'x'", r));
+    EXPECT_TRUE(eval("nothing != 'x'", r));
+    EXPECT_FALSE(eval("nothing BEGINSWITH 'x' OR nothing CONTAINS 'x' OR nothing LIKE '*'", r));
+    EXPECT_FALSE(eval("nothing < 1 OR nothing > 1 OR nothing IN {1}", r));
+    EXPECT_FALSE(eval("name IN nothing OR name == nothing", r));
+    EXPECT_FALSE(eval("ANY nothing == 1", r));
+}
+
+TEST(PredicateEvaluation, NumbersDatesAndOrdering) {
+    const Value& r = sampleRecord();
+    EXPECT_TRUE(eval("size == 2048 AND size == 2048.0 AND enabled == YES AND enabled == 1", r));
+    EXPECT_TRUE(eval("size > 0x7ff AND size >= 2048 AND size < 2049 AND ratio < 1 AND ratio > 0.25", r));
+    EXPECT_TRUE(eval("size BETWEEN {1024, 4096} AND NOT size BETWEEN {0, 100}", r));
+    EXPECT_TRUE(eval("size BETWEEN %@", r, {Value(Array{2048, 2048})}));
+    EXPECT_FALSE(eval("size == '2048'", r));  // a number is not its text
+    EXPECT_FALSE(eval("size < 'z'", r));      // no order between a number and a string
+    EXPECT_TRUE(eval("9007199254740993 > 9007199254740992", r));  // integers compare exactly
+    EXPECT_THROW(eval("size BETWEEN 5", r), kq::InvalidArgumentException);
+
+    const auto now = std::chrono::system_clock::now();
+    const Value dated(Dictionary{{"modified", now}});
+    EXPECT_TRUE(eval("modified > %@ AND modified <= %@", dated,
+                     {Value(now - std::chrono::hours(1)), Value(now)}));
+    EXPECT_TRUE(eval("modified > CAST(0, 'NSDate')", dated));
+}
+
+TEST(PredicateEvaluation, StringOperatorsAndOptions) {
+    const Value& r = sampleRecord();
+    EXPECT_TRUE(eval("name == 'Café Crème'", r));
+    EXPECT_FALSE(eval("name == 'CAFÉ CRÈME'", r));
+    EXPECT_TRUE(eval("name ==[c] 'CAFÉ CRÈME'", r));
+    EXPECT_FALSE(eval("name ==[c] 'cafe creme'", r));
+    EXPECT_TRUE(eval("name ==[cd] 'CAFE CREME'", r));
+    EXPECT_TRUE(eval("name BEGINSWITH[d] 'Cafe' AND name ENDSWITH[cd] 'EME' AND name CONTAINS[cd] 'E C'", r));
+    EXPECT_TRUE(eval("identifier BEGINSWITH 'com.example.' AND NOT identifier BEGINSWITH 'com.Example.'", r));
+    EXPECT_TRUE(eval("identifier > 'com.a' AND identifier <[c] 'COM.F'", r));
+    EXPECT_TRUE(eval("'ample' IN identifier AND 'AMPLE' IN[c] identifier", r));
+    EXPECT_THROW(eval("size BEGINSWITH '2'", r), kq::InvalidArgumentException);
+    EXPECT_THROW(eval("SELF ENDSWITH '.app'", Value(URL::fileURLWithPath("/A.app"))), kq::InvalidArgumentException);
+}
+
+TEST(PredicateEvaluation, LikeAndMatches) {
+    const Value& r = sampleRecord();
+    EXPECT_TRUE(eval("identifier LIKE 'com.example.*'", r));
+    EXPECT_TRUE(eval("identifier LIKE[c] 'COM.EXAMPLE.EDIT?R'", r));
+    EXPECT_FALSE(eval("identifier LIKE 'com.example'", r));
+    // An identifier escaped for LIKE matches only itself.
+    const Value star(Dictionary{{"n", "com.star*"}});
+    EXPECT_TRUE(eval("n LIKE[c] %@", star, {Value("com.star\\*")}));
+    EXPECT_FALSE(eval("n LIKE[c] %@", Value(Dictionary{{"n", "com.starry"}}), {Value("com.star\\*")}));
+    EXPECT_TRUE(eval("n LIKE 'com.star\\*'", star));  // the escape survives a quoted literal too
+
+    EXPECT_TRUE(eval("identifier MATCHES 'com\\\\.example\\\\.[A-Z][a-z]+'", r));
+    EXPECT_FALSE(eval("identifier MATCHES 'example'", r));  // the whole string must match
+    EXPECT_TRUE(eval("identifier MATCHES[c] 'COM\\\\..*'", r));
+    EXPECT_TRUE(eval("name MATCHES[d] 'Cafe Creme'", r));
+    EXPECT_TRUE(eval("name MATCHES %@", r, {Value("Caf. .*")}));
+    // A pattern known only at evaluation time fails there.
+    EXPECT_THROW(eval("name MATCHES $p", r), kq::InvalidArgumentException);
+    EXPECT_THROW(Predicate::predicateWithFormat("name MATCHES $p")
+                     ->evaluateWithObject(r, Dictionary{{"p", "("}}),
+                 kq::InvalidArgumentException);
+}
+
+TEST(PredicateEvaluation, CollectionsInAndContains) {
+    const Value& r = sampleRecord();
+    EXPECT_TRUE(eval("'Draft' IN tags AND 'draft' IN[c] tags AND 'ete' IN[cd] tags AND NOT 'x' IN tags", r));
+    EXPECT_TRUE(eval("tags CONTAINS 'work' AND tags CONTAINS[c] 'WORK' AND NOT tags CONTAINS 'wor'", r));
+    EXPECT_TRUE(eval("size IN {1, 2048} AND size IN %@", r, {Value(Array{2048.0})}));
+    EXPECT_TRUE(eval("'group' IN owner AND NOT 'staff' IN owner", r));  // a dictionary offers its keys
+    EXPECT_TRUE(eval("SELF IN %@", Value("b"), {Value(Array{"a", "b"})}));
+    EXPECT_THROW(eval("name IN size", r), kq::InvalidArgumentException);
+
+    EXPECT_TRUE(eval("ANY scores > 10 AND ALL scores > 2 AND NONE scores > 11", r));
+    EXPECT_FALSE(eval("ALL scores > 3", r));
+    EXPECT_TRUE(eval("ANY tags ==[cd] 'ete'", r));
+    EXPECT_TRUE(eval("ANY items.name == 'b' AND ALL items.count < 6 AND items.@count == 2", r));
+    EXPECT_TRUE(eval("tags.@count == 3 AND owner.group.name == 'staff' AND owner.@count == 1", r));
+    EXPECT_TRUE(eval("ALL missing == 1 AND NONE missing == 1", r));  // nil is an empty collection
+    EXPECT_THROW(eval("ANY name == 'x'", r), kq::InvalidArgumentException);
+}
+
+TEST(PredicateEvaluation, SubstitutionVariables) {
+    const Value& r = sampleRecord();
+    const auto template_ = Predicate::predicateWithFormat("identifier BEGINSWITH[c] $prefix AND size > $min");
+    EXPECT_THROW(template_->evaluateWithObject(r), kq::InvalidArgumentException);
+    EXPECT_TRUE(template_->evaluateWithObject(r, Dictionary{{"prefix", "COM.EXAMPLE"}, {"min", 1000}}));
+    EXPECT_FALSE(template_->evaluateWithObject(r, Dictionary{{"prefix", "org."}, {"min", 1000}}));
+
+    const auto partly = template_->predicateWithSubstitutionVariables(Dictionary{{"prefix", "com.ex"}});
+    EXPECT_EQ(partly->predicateFormat(), "identifier BEGINSWITH[c] \"com.ex\" AND size > $min");
+    EXPECT_THROW(partly->evaluateWithObject(r), kq::InvalidArgumentException);
+    const auto whole = partly->predicateWithSubstitutionVariables(Dictionary{{"min", 4096}});
+    EXPECT_FALSE(whole->evaluateWithObject(r));
+    // The original is untouched.
+    EXPECT_EQ(template_->predicateFormat(), "identifier BEGINSWITH[c] $prefix AND size > $min");
+
+    const auto list = Predicate::predicateWithFormat("lastPathComponent IN {$a, 'Other.app'}")
+                          ->predicateWithSubstitutionVariables(Dictionary{{"a", "Café.app"}});
+    EXPECT_TRUE(list->evaluateWithObject(URL::fileURLWithPath("/Applications/Café.app")));
+}
+
+TEST(PredicateEvaluation, CompoundsShortCircuit) {
+    const Value& r = sampleRecord();
+    // The undefined key on the right is never reached.
+    EXPECT_FALSE(eval("size == 1 AND name.bogus == 1", r));
+    EXPECT_TRUE(eval("size == 2048 OR name.bogus == 1", r));
+    EXPECT_THROW(eval("size == 2048 AND name.bogus == 1", r), kq::InvalidArgumentException);
+    EXPECT_TRUE(eval("NOT (size == 1 OR FALSEPREDICATE) && TRUEPREDICATE", r));
+    EXPECT_TRUE(Predicate::andPredicateWithSubpredicates({})->evaluateWithObject(r));
+    EXPECT_FALSE(Predicate::orPredicateWithSubpredicates({})->evaluateWithObject(r));
+    EXPECT_TRUE(Predicate::notPredicateWithSubpredicate(Predicate::predicateWithValue(false))->evaluateWithObject(r));
+}
+
+}  // namespace

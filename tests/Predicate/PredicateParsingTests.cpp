@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Predicate/Predicate.h"
+
+namespace {
+
+using kq::Predicate;
+using kq::Value;
+
+std::string formatOf(std::string_view format, const std::vector<Value>& arguments = {}) {
+    return Predicate::predicateWithFormat(format, arguments)->predicateFormat();
+}
+
+std::string parseError(std::string_view format, const std::vector<Value>& arguments = {}) {
+    try {
+        Predicate::predicateWithFormat(format, arguments);
+    } catch (const kq::InvalidArgumentException& e) {
+        EXPECT_EQ(e.name(), "NSInvalidArgumentException");
+        return e.what();
+    }
+    ADD_FAILURE() << "parsed: " << format;
+    return {};
+}
+
+TEST(PredicateParsing, ErrorsNameTheFormatAndThePosition) {
+    EXPECT_EQ(parseError("path ENDSWITH"), "Unable to parse the format string \"path ENDSWITH\" at position 13");
+    EXPECT_EQ(parseError(""), "Unable to parse the format string \"\" at position 0");
+    EXPECT_EQ(parseError("path ENDSWITH[x] 'a'"),
+              "Unable to parse the format string \"path ENDSWITH[x] 'a'\" at position 14");
+    EXPECT_EQ(parseError("path == 'open"), "Unable to parse the format string \"path == 'open\" at position 8");
+    EXPECT_EQ(parseError("path == 1 extra"), "Unable to parse the format string \"path == 1 extra\" at position 10");
+    EXPECT_EQ(parseError("(a == 1"), "Unable to parse the format string \"(a == 1\" at position 7");
+    EXPECT_EQ(parseError("AND == 1"), "Unable to parse the format string \"AND == 1\" at position 0");
+}
+
+TEST(PredicateParsing, RejectsMalformedPiecesCleanly) {
+    for (const char* format : {"a == = 1", "a === 1", "$ == 1", "a == %z", "a == 0xZZ", "a == 12abc", "a & b",
+                               "a == {1, 2", "a == 'x\\u12'", "NOT", "ANY", "a LIKE[] 'x'", "a. == 1",
+                               "a == -b", "a == CAST(1, 'NSBanana')", "a == CAST(b, 'NSDate')", "a == 'x' AND",
+                               "a == 'x' OR OR b == 1", "a == 1)", "a.#", "a == \"x\\", "a == 1e400"}) {
+        SCOPED_TRACE(format);
+        EXPECT_THROW(Predicate::predicateWithFormat(format), kq::InvalidArgumentException);
+    }
+}
+
+TEST(PredicateParsing, EveryPrefixAndSplicedFormatEitherParsesOrThrows) {
+    const std::string formats[] = {
+        "path ENDSWITH[cd] '.app' AND NOT (lastPathComponent LIKE 'com.\\*?x' OR ANY tags IN {1, -2.5e3, 0x1f})",
+        "CAST(\"file:///a%20b/\", \"NSURL\") == SELF || $v.#in BETWEEN {nil, YES} && name MATCHES[c] \"\\u00e9(.*)\"",
+    };
+    const kq::Value object(kq::Dictionary{{"path", "/A.app"}, {"tags", kq::Array{1}}});
+    for (const std::string& format : formats) {
+        for (std::size_t cut = 0; cut <= format.size(); ++cut) {
+            for (const std::string& candidate : {format.substr(0, cut), format.substr(cut) + format.substr(0, cut)}) {
+                try {
+                    const auto p = Predicate::predicateWithFormat(candidate);
+                    (void)p->evaluateWithObject(object, kq::Dictionary{{"v", kq::Dictionary{}}});
+                } catch (const kq::InvalidArgumentException&) {
+                }
+            }
+        }
+    }
+}
+
+TEST(PredicateParsing, ArgumentsMustBeSuppliedAndKeyPathsMustBeStrings) {
+    EXPECT_THROW(Predicate::predicateWithFormat("a == %@"), kq::InvalidArgumentException);
+    EXPECT_THROW(Predicate::predicateWithFormat("a == %@ AND b == %@", {Value(1)}), kq::InvalidArgumentException);
+    EXPECT_THROW(Predicate::predicateWithFormat("%K == 1", {Value(1)}), kq::InvalidArgumentException);
+    EXPECT_THROW(Predicate::predicateWithFormat("a MATCHES '(unclosed'"), kq::InvalidArgumentException);
+    // Extra arguments are ignored, as the platform does.
+    EXPECT_NO_THROW(Predicate::predicateWithFormat("a == %@", {Value(1), Value(2)}));
+    // A "%@" inside quotes is text, not a placeholder.
+    EXPECT_EQ(formatOf("a == '%@'"), "a == \"%@\"");
+}
+
+TEST(PredicateParsing, PrintsACanonicalFormat) {
+    EXPECT_EQ(formatOf("path endswith[C] '.app'"), "path ENDSWITH[c] \".app\"");
+    EXPECT_EQ(formatOf("a = 1 && (b => 2 || c =< 3)"), "a == 1 AND (b >= 2 OR c <= 3)");
+    EXPECT_EQ(formatOf("a <> 1 and not b < 2"), "a != 1 AND NOT b < 2");
+    EXPECT_EQ(formatOf("!(a == 1 OR b == 2)"), "NOT (a == 1 OR b == 2)");
+    EXPECT_EQ(formatOf("self IN %@", {Value(kq::Array{"x", "y"})}), "SELF IN {\"x\", \"y\"}");
+    EXPECT_EQ(formatOf("%K LIKE[cd] %@", {Value("name"), Value("a\"b\\c")}), "name LIKE[cd] \"a\\\"b\\\\c\"");
+    EXPECT_EQ(formatOf("#in == yes AND #self.#any == nil"), "#in == YES AND #self.#any == nil");
+    EXPECT_EQ(formatOf("any tags.name == 'x' OR all n > 1 OR none n < 0 OR some n == 2"),
+              "ANY tags.name == \"x\" OR ALL n > 1 OR NONE n < 0 OR ANY n == 2");
+    EXPECT_EQ(formatOf("n BETWEEN {1, 0x10}"), "n BETWEEN {1, 16}");
+    EXPECT_EQ(formatOf("n == -2.5e3 OR n == -7"), "n == -2500 OR n == -7");
+    EXPECT_EQ(formatOf("$limit > size"), "$limit > size");
+    EXPECT_EQ(formatOf("TRUEPREDICATE or falsepredicate"), "TRUEPREDICATE OR FALSEPREDICATE");
+    EXPECT_EQ(formatOf("name == 'tab\\there\\nnewline \\u00e9 \\ud83d\\ude00'"),
+              "name == \"tab\\there\\nnewline é 😀\"");
+    EXPECT_EQ(formatOf("d == CAST(0, 'NSDate')"), "d == CAST(0, \"NSDate\")");
+}
+
+TEST(PredicateParsing, CanonicalFormatReadsBackToTheSamePredicate) {
+    const std::vector<std::pair<std::string, std::vector<Value>>> formats = {
+        {"path ENDSWITH[c] '.app' AND NOT (lastPathComponent BEGINSWITH '.')", {}},
+        {"lastPathComponent LIKE[cd] 'com.example.*' OR self IN %@", {Value(kq::Array{"a", 1, 2.5, true})}},
+        {"(a == 1 OR b == 2) AND (c == 3 OR (d == 4 AND e == 5))", {}},
+        {"NOT NOT a == 1", {}},
+        {"%K MATCHES[c] %@", {Value("path"), Value("^/Users/[^/]+/Library/.*\\.plist$")}},
+        {"d > %@", {Value(kq::dateWithTimeIntervalSinceReferenceDate(123456.75))}},
+        {"u == %@", {Value(kq::URL::fileURLWithPath("/Applications/Café.app", true))}},
+        {"x == %@", {Value(0.1)}},
+        {"ANY items.@count BETWEEN {$low, 5}", {}},
+        {"name == \"quote\\\" backslash\\\\ ctrl\\u0001\"", {}},
+    };
+    for (const auto& [format, arguments] : formats) {
+        SCOPED_TRACE(format);
+        const auto first = Predicate::predicateWithFormat(format, arguments);
+        const std::string printed = first->predicateFormat();
+        const auto second = Predicate::predicateWithFormat(printed);
+        EXPECT_EQ(second->predicateFormat(), printed);
+    }
+}
+
+TEST(PredicateParsing, ArgumentConversionsTakeValues) {
+    EXPECT_EQ(formatOf("a == %d AND b == %i AND c == %f AND d == %s", {Value(3.9), Value(true), Value(2), Value("s")}),
+              "a == 3 AND b == 1 AND c == 2 AND d == \"s\"");
+    EXPECT_EQ(formatOf("%K.name == %ld", {Value("owner.group"), Value(5)}), "owner.group.name == 5");
+    EXPECT_EQ(formatOf("a == %@", {Value()}), "a == nil");
+}
+
+TEST(PredicateParsing, CompoundFactories) {
+    auto a = Predicate::predicateWithFormat("a == 1");
+    auto b = Predicate::predicateWithFormat("b == 2 OR c == 3");
+    EXPECT_EQ(Predicate::andPredicateWithSubpredicates({a, b})->predicateFormat(), "a == 1 AND (b == 2 OR c == 3)");
+    EXPECT_EQ(Predicate::orPredicateWithSubpredicates({a})->predicateFormat(), "a == 1");
+    EXPECT_EQ(Predicate::notPredicateWithSubpredicate(b)->predicateFormat(), "NOT (b == 2 OR c == 3)");
+    EXPECT_EQ(Predicate::andPredicateWithSubpredicates({})->predicateFormat(), "TRUEPREDICATE");
+    EXPECT_EQ(Predicate::orPredicateWithSubpredicates({})->predicateFormat(), "FALSEPREDICATE");
+    EXPECT_EQ(kq::describe(*Predicate::predicateWithValue(false)), "FALSEPREDICATE");
+}
+
+}  // namespace

@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "KQFoundation/System/FileManager.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+using kq::FileType;
+using Strings = std::vector<std::string>;
+
+Strings walk(const std::string& root) {
+    Strings paths;
+    auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(root);
+    if (!enumerator) return paths;
+    while (auto path = enumerator->nextObject()) paths.push_back(*path);
+    return paths;
+}
+
+std::size_t openDescriptorCount() {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        (void)entry;
+        ++count;
+    }
+    return count;
+}
+
+TEST(DirectoryEnumerator, DepthFirstInNameOrderWithTypesAndLevels) {
+    kqtest::TemporaryDirectory tmp;
+    tmp.writeFile("b.txt");
+    tmp.writeFile("a/y/z");
+    tmp.writeFile("a/x");
+    tmp.writeFile(".hidden");
+    tmp.makeDirectory("a/empty");
+    tmp.makeSymlink("c", "a");
+    ASSERT_EQ(mkfifo((tmp / "pipe").c_str(), 0600), 0);
+
+    auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
+    ASSERT_TRUE(enumerator);
+    struct Seen {
+        std::string path;
+        FileType type;
+        std::size_t level;
+        bool operator==(const Seen&) const = default;
+    };
+    std::vector<Seen> seen;
+    while (auto path = enumerator->nextObject()) seen.push_back({*path, enumerator->currentEntryType(), enumerator->level()});
+    std::vector<Seen> expected = {
+        {".hidden", FileType::Regular, 1},   {"a", FileType::Directory, 1},      {"a/empty", FileType::Directory, 2},
+        {"a/x", FileType::Regular, 2},       {"a/y", FileType::Directory, 2},    {"a/y/z", FileType::Regular, 3},
+        {"b.txt", FileType::Regular, 1},     {"c", FileType::SymbolicLink, 1},   {"pipe", FileType::Other, 1},
+    };
+    ASSERT_EQ(seen.size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(seen[i].path, expected[i].path);
+        EXPECT_EQ(seen[i].type, expected[i].type) << seen[i].path;
+        EXPECT_EQ(seen[i].level, expected[i].level) << seen[i].path;
+    }
+    EXPECT_EQ(enumerator->nextObject(), std::nullopt);  // stays at the end
+}
+
+TEST(DirectoryEnumerator, SkipDescendantsAppliesToTheEntryJustReturned) {
+    kqtest::TemporaryDirectory tmp;
+    tmp.writeFile("A.app/Contents/Info.plist");
+    tmp.writeFile("B/inner/file");
+    tmp.writeFile("C/file");
+    auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
+    ASSERT_TRUE(enumerator);
+    Strings seen;
+    while (auto path = enumerator->nextObject()) {
+        seen.push_back(*path);
+        if (*path == "A.app" || *path == "B/inner") enumerator->skipDescendants();
+        if (*path == "C/file") enumerator->skipDescendants();  // a file: nothing to skip
+    }
+    EXPECT_EQ(seen, (Strings{"A.app", "B", "B/inner", "C", "C/file"}));
+}
+
+TEST(DirectoryEnumerator, NeverFollowsLinksToFolders) {
+    kqtest::TemporaryDirectory tmp;
+    tmp.writeFile("root/a/file");
+    tmp.makeSymlink("root/a/up", "..");               // to an ancestor
+    tmp.makeSymlink("root/a/self", tmp / "root/a");  // to its own folder
+    tmp.makeSymlink("root/l1", "l2");                // a loop made only of links
+    tmp.makeSymlink("root/l2", "l1");
+    EXPECT_EQ(walk(tmp / "root"), (Strings{"a", "a/file", "a/self", "a/up", "l1", "l2"}));
+
+    // The root itself may be a link; it is followed.
+    tmp.makeSymlink("rootLink", tmp / "root");
+    EXPECT_EQ(walk(tmp / "rootLink").size(), 6u);
+}
+
+TEST(DirectoryEnumerator, RootsThatAreNotReadableFolders) {
+    kqtest::TemporaryDirectory tmp;
+    tmp.writeFile("file");
+    tmp.makeSymlink("dangling", tmp / "missing");
+    auto& fm = kq::FileManager::defaultManager();
+    EXPECT_EQ(fm.enumeratorAtPath(tmp / "missing"), nullptr);
+    EXPECT_EQ(fm.enumeratorAtPath(tmp / "file"), nullptr);
+    EXPECT_EQ(fm.enumeratorAtPath(tmp / "dangling"), nullptr);
+    EXPECT_EQ(fm.enumeratorAtPath(""), nullptr);
+    tmp.makeDirectory("empty");
+    auto empty = fm.enumeratorAtPath(tmp / "empty");
+    ASSERT_TRUE(empty);
+    EXPECT_EQ(empty->nextObject(), std::nullopt);
+}
+
+TEST(DirectoryEnumerator, SkipsFoldersItCannotOpen) {
+    kqtest::TemporaryDirectory tmp;
+    tmp.writeFile("after/f");
+    tmp.writeFile("locked/secret");
+    tmp.writeFile("open/f");
+    chmod((tmp / "locked").c_str(), 0);
+    chmod(tmp.path().c_str(), 0755);
+    const Strings expected = {"after", "after/f", "locked", "open", "open/f"};
+    if (geteuid() != 0) {
+        EXPECT_EQ(walk(tmp.path()), expected);
+        return;
+    }
+    // Root reads everything; walk as an unprivileged user in a child process.
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        if (setgid(65534) != 0 || setuid(65534) != 0) _exit(3);
+        _exit(walk(tmp.path()) == expected ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 3) GTEST_SKIP() << "cannot drop privileges";
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+}
+
+TEST(DirectoryEnumerator, DeepTreesHoldNoDescriptors) {
+    kqtest::TemporaryDirectory tmp;
+    constexpr std::size_t kDepth = 300;
+    std::string relative;
+    for (std::size_t i = 0; i < kDepth; ++i) relative += (i ? "/d" : "d");
+    tmp.makeDirectory(relative);
+    tmp.writeFile(relative + "/leaf");
+
+    const std::size_t before = openDescriptorCount();
+    auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
+    ASSERT_TRUE(enumerator);
+    std::size_t count = 0, deepest = 0, descriptorsAtBottom = 0;
+    while (auto path = enumerator->nextObject()) {
+        ++count;
+        if (enumerator->level() > deepest) {
+            deepest = enumerator->level();
+            descriptorsAtBottom = openDescriptorCount();
+        }
+    }
+    EXPECT_EQ(count, kDepth + 1);
+    EXPECT_EQ(deepest, kDepth + 1);
+    EXPECT_EQ(descriptorsAtBottom, before);
+}
+
+TEST(DirectoryEnumerator, PathsLongerThanTheSystemLimit) {
+    kqtest::TemporaryDirectory tmp;
+    const std::string name(200, 'n');
+    constexpr int kDepth = 30;  // about 6 000 bytes of path, beyond PATH_MAX
+    int fd = open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(fd, 0);
+    for (int i = 0; i < kDepth; ++i) {
+        ASSERT_EQ(mkdirat(fd, name.c_str(), 0755), 0);
+        int child = openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY);
+        close(fd);
+        ASSERT_GE(child, 0);
+        fd = child;
+    }
+    close(openat(fd, "leaf", O_CREAT | O_WRONLY, 0644));
+    close(fd);
+
+    Strings paths = walk(tmp.path());
+    ASSERT_EQ(paths.size(), static_cast<std::size_t>(kDepth + 1));
+    EXPECT_EQ(paths.back().size(), kDepth * (name.size() + 1) + 4);
+
+    // Remove it level by level: the generic clean-up works with whole paths.
+    std::vector<int> chain{open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY)};
+    for (int i = 0; i < kDepth; ++i) chain.push_back(openat(chain.back(), name.c_str(), O_RDONLY | O_DIRECTORY));
+    unlinkat(chain.back(), "leaf", 0);
+    for (int i = kDepth; i > 0; --i) {
+        close(chain[static_cast<std::size_t>(i)]);
+        unlinkat(chain[static_cast<std::size_t>(i - 1)], name.c_str(), AT_REMOVEDIR);
+    }
+    close(chain[0]);
+}
+
+TEST(DirectoryEnumerator, MatchesARecursiveListingOnAWideTree) {
+    kqtest::TemporaryDirectory tmp;
+    for (int i = 0; i < 40; ++i) {
+        tmp.writeFile("w/f" + std::to_string(i));
+        tmp.writeFile("w/d" + std::to_string(i) + "/x.app/Contents/Info.plist");
+    }
+    Strings expected;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(tmp.path()))
+        expected.push_back(entry.path().string().substr(tmp.path().size() + 1));
+    std::sort(expected.begin(), expected.end());
+    Strings seen = walk(tmp.path());
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(seen, expected);
+}
+
+}  // namespace

@@ -1,0 +1,212 @@
+#include "KQFoundation/System/FileManager.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+using kq::Data;
+using kq::FileManager;
+
+Data bytes(std::string_view text) { return Data(text.begin(), text.end()); }
+
+class FileManagerTest : public testing::Test {
+protected:
+    kqtest::TemporaryDirectory tmp;
+    FileManager& fm = FileManager::defaultManager();
+};
+
+TEST_F(FileManagerTest, ExistenceFollowsLinks) {
+    tmp.makeDirectory("dir");
+    tmp.writeFile("file", "x");
+    tmp.makeSymlink("toDir", tmp / "dir");
+    tmp.makeSymlink("dangling", tmp / "missing");
+
+    bool isDirectory = false;
+    EXPECT_TRUE(fm.fileExistsAtPath(tmp / "toDir", isDirectory));
+    EXPECT_TRUE(isDirectory);
+    EXPECT_TRUE(fm.fileExistsAtPath(tmp / "file", isDirectory));
+    EXPECT_FALSE(isDirectory);
+    EXPECT_FALSE(fm.fileExistsAtPath(tmp / "dangling"));
+    EXPECT_FALSE(fm.fileExistsAtPath(""));
+    EXPECT_TRUE(fm.isReadableFileAtPath(tmp / "file"));
+    EXPECT_FALSE(fm.isReadableFileAtPath(tmp / "missing"));
+}
+
+TEST_F(FileManagerTest, ShallowListingIsSortedAndReportsErrors) {
+    for (const char* name : {"b", "a", ".hidden", "C", "a.app"}) tmp.writeFile(name);
+    tmp.makeDirectory("z/inner");
+    EXPECT_EQ(fm.contentsOfDirectoryAtPath(tmp.path()),
+              (std::vector<std::string>{".hidden", "C", "a", "a.app", "b", "z"}));
+
+    std::error_code error;
+    EXPECT_TRUE(fm.contentsOfDirectoryAtPath(tmp / "missing", &error).empty());
+    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+    EXPECT_TRUE(fm.contentsOfDirectoryAtPath(tmp / "b", &error).empty());
+    EXPECT_EQ(error, std::errc::not_a_directory);
+}
+
+TEST_F(FileManagerTest, AttributesDescribeTheItemItself) {
+    std::string file = tmp.writeFile("file.txt", "0123456789");
+    chmod(file.c_str(), 0640);
+    tmp.makeSymlink("link", "file.txt");
+
+    auto attributes = fm.attributesOfItemAtPath(file);
+    ASSERT_TRUE(attributes);
+    EXPECT_EQ(attributes->type, kq::FileType::Regular);
+    EXPECT_EQ(attributes->size, 10u);
+    EXPECT_EQ(attributes->posixPermissions, 0640u);
+    EXPECT_EQ(attributes->referenceCount, 1u);
+    EXPECT_FALSE(attributes->fileExtensionHidden);
+    EXPECT_GT(attributes->modificationDate.time_since_epoch().count(), 0);
+
+    auto link = fm.attributesOfItemAtPath(tmp / "link");
+    ASSERT_TRUE(link);
+    EXPECT_EQ(link->type, kq::FileType::SymbolicLink);
+    EXPECT_EQ(link->size, std::string("file.txt").size());
+    EXPECT_EQ(fm.destinationOfSymbolicLinkAtPath(tmp / "link"), "file.txt");
+    EXPECT_EQ(fm.destinationOfSymbolicLinkAtPath(file), std::nullopt);
+
+    std::error_code error;
+    EXPECT_FALSE(fm.attributesOfItemAtPath(tmp / "missing", &error));
+    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+}
+
+TEST_F(FileManagerTest, ExtensionHiddenComesFromFinderInfo) {
+    std::string file = tmp.writeFile("Report.pdf");
+    Data finderInfo(32, 0);
+    finderInfo[8] = 0x00;
+    finderInfo[9] = 0x10;  // hide-extension bit of the big-endian Finder flags
+    ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", finderInfo.data(), finderInfo.size(), 0), 0);
+    EXPECT_TRUE(fm.attributesOfItemAtPath(file)->fileExtensionHidden);
+    EXPECT_EQ(fm.extendedAttribute(file, "com.apple.FinderInfo"), finderInfo);
+    EXPECT_EQ(fm.extendedAttribute(file, "user.com.apple.FinderInfo"), finderInfo);
+
+    // Other Finder flags (here the byte order's high byte) do not count.
+    finderInfo[8] = 0x10;
+    finderInfo[9] = 0x00;
+    ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", finderInfo.data(), finderInfo.size(), 0), 0);
+    EXPECT_FALSE(fm.attributesOfItemAtPath(file)->fileExtensionHidden);
+
+    // A truncated attribute is read leniently, not trusted beyond its end.
+    ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", "\0\0\0", 3, 0), 0);
+    EXPECT_FALSE(fm.attributesOfItemAtPath(file)->fileExtensionHidden);
+
+    // Setting the flag keeps the rest of the Finder info.
+    std::string folder = tmp.makeDirectory("Hidden.app");
+    Data typed(32, 0);
+    typed[0] = 'A';
+    ASSERT_TRUE(fm.setExtendedAttribute(folder, "com.apple.FinderInfo", typed));
+    ASSERT_TRUE(fm.setFileExtensionHidden(folder, true));
+    EXPECT_TRUE(fm.attributesOfItemAtPath(folder)->fileExtensionHidden);
+    EXPECT_EQ(fm.extendedAttribute(folder, "com.apple.FinderInfo")->at(0), 'A');
+    ASSERT_TRUE(fm.setFileExtensionHidden(folder, false));
+    EXPECT_FALSE(fm.attributesOfItemAtPath(folder)->fileExtensionHidden);
+    EXPECT_EQ(fm.extendedAttribute(folder, "com.apple.Missing"), std::nullopt);
+}
+
+TEST_F(FileManagerTest, CreateFileReplacesAtomicallyAndLeavesNoTemporaries) {
+    std::string path = tmp / "data.bin";
+    ASSERT_TRUE(fm.createFileAtPath(path, bytes("first")));
+    ASSERT_TRUE(fm.createFileAtPath(path, bytes("second, longer")));
+    EXPECT_EQ(fm.contentsAtPath(path), bytes("second, longer"));
+    EXPECT_EQ(fm.contentsOfDirectoryAtPath(tmp.path()), std::vector<std::string>{"data.bin"});
+    ASSERT_TRUE(fm.createFileAtPath(tmp / "empty", Data()));
+    EXPECT_EQ(fm.contentsAtPath(tmp / "empty"), Data());
+
+    std::error_code error;
+    EXPECT_FALSE(fm.createFileAtPath(tmp / "no/such/folder/file", bytes("x"), &error));
+    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+    tmp.makeDirectory("aFolder");
+    EXPECT_FALSE(fm.createFileAtPath(tmp / "aFolder", bytes("x"), &error));
+    EXPECT_TRUE(std::filesystem::is_directory(tmp / "aFolder"));
+    EXPECT_EQ(fm.contentsOfDirectoryAtPath(tmp.path()).size(), 3u);  // no temporary left behind
+
+    EXPECT_EQ(fm.contentsAtPath(tmp / "aFolder"), std::nullopt);
+    EXPECT_EQ(fm.contentsAtPath(tmp / "missing"), std::nullopt);
+}
+
+TEST_F(FileManagerTest, CreateDirectory) {
+    std::error_code error;
+    EXPECT_FALSE(fm.createDirectoryAtPath(tmp / "a/b/c", false, &error));
+    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+    EXPECT_TRUE(fm.createDirectoryAtPath(tmp / "a/b/c/", true));
+    EXPECT_TRUE(std::filesystem::is_directory(tmp / "a/b/c"));
+    EXPECT_TRUE(fm.createDirectoryAtPath(tmp / "a/b", true));
+    EXPECT_FALSE(fm.createDirectoryAtPath(tmp / "a/b", false, &error));
+    EXPECT_EQ(error, std::errc::file_exists);
+
+    tmp.writeFile("file");
+    EXPECT_FALSE(fm.createDirectoryAtPath(tmp / "file/sub", true, &error));
+    EXPECT_FALSE(fm.createDirectoryAtPath(tmp / "file", true, &error));
+    EXPECT_EQ(error, std::errc::not_a_directory);
+}
+
+TEST_F(FileManagerTest, MoveNeverReplaces) {
+    tmp.writeFile("from", "mine");
+    tmp.writeFile("to", "theirs");
+    std::error_code error;
+    EXPECT_FALSE(fm.moveItemAtPath(tmp / "from", tmp / "to", &error));
+    EXPECT_EQ(error, std::errc::file_exists);
+    EXPECT_EQ(fm.contentsAtPath(tmp / "to"), bytes("theirs"));
+    EXPECT_EQ(fm.contentsAtPath(tmp / "from"), bytes("mine"));
+
+    tmp.writeFile("folder/inside", "x");
+    EXPECT_TRUE(fm.moveItemAtPath(tmp / "folder", tmp / "moved"));
+    EXPECT_EQ(fm.contentsAtPath(tmp / "moved/inside"), bytes("x"));
+    EXPECT_FALSE(fm.fileExistsAtPath(tmp / "folder"));
+    EXPECT_FALSE(fm.moveItemAtPath(tmp / "missing", tmp / "other", &error));
+    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+}
+
+TEST_F(FileManagerTest, MoveAcrossFileSystemsCopiesThenRemoves) {
+    // /dev/shm is a separate (memory) file system on Linux; skip where it is not.
+    struct stat here {}, there {};
+    if (stat(tmp.path().c_str(), &here) != 0 || stat("/dev/shm", &there) != 0 || here.st_dev == there.st_dev ||
+        access("/dev/shm", W_OK) != 0)
+        GTEST_SKIP() << "no second writable file system";
+    std::string destination = "/dev/shm/kqtest-move-" + std::to_string(getpid());
+    std::filesystem::remove_all(destination);
+
+    tmp.writeFile("tree/a.txt", "alpha");
+    tmp.writeFile("tree/sub/b.txt", "beta");
+    tmp.makeSymlink("tree/link", "a.txt");
+    chmod((tmp / "tree/a.txt").c_str(), 0604);
+    ASSERT_TRUE(fm.moveItemAtPath(tmp / "tree", destination));
+    EXPECT_FALSE(fm.fileExistsAtPath(tmp / "tree"));
+    EXPECT_EQ(fm.contentsAtPath(destination + "/sub/b.txt"), bytes("beta"));
+    EXPECT_EQ(fm.destinationOfSymbolicLinkAtPath(destination + "/link"), "a.txt");
+    EXPECT_EQ(fm.attributesOfItemAtPath(destination + "/a.txt")->posixPermissions, 0604u);
+
+    // Back again onto an occupied name: refused, nothing lost on either side.
+    tmp.writeFile("tree", "occupied");
+    std::error_code error;
+    EXPECT_FALSE(fm.moveItemAtPath(destination, tmp / "tree", &error));
+    EXPECT_EQ(error, std::errc::file_exists);
+    EXPECT_EQ(fm.contentsAtPath(destination + "/a.txt"), bytes("alpha"));
+    EXPECT_EQ(fm.contentsAtPath(tmp / "tree"), bytes("occupied"));
+    std::filesystem::remove_all(destination);
+}
+
+TEST_F(FileManagerTest, RemoveIsRecursiveAndDoesNotFollowLinks) {
+    tmp.writeFile("keep/precious", "x");
+    tmp.writeFile("gone/a/b/c", "y");
+    tmp.makeSymlink("gone/linkToKeep", tmp / "keep");
+    EXPECT_TRUE(fm.removeItemAtPath(tmp / "gone"));
+    EXPECT_FALSE(fm.fileExistsAtPath(tmp / "gone"));
+    EXPECT_EQ(fm.contentsAtPath(tmp / "keep/precious"), bytes("x"));
+
+    std::error_code error;
+    EXPECT_FALSE(fm.removeItemAtPath(tmp / "gone", &error));
+    EXPECT_EQ(error, std::errc::no_such_file_or_directory);
+}
+
+}  // namespace

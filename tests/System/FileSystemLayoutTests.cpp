@@ -1,0 +1,125 @@
+#include "KQFoundation/System/FileSystemLayout.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/Foundation/URL.h"
+#include "KQFoundation/System/FileManager.h"
+
+namespace {
+
+using kq::FileSystemLayout;
+using kq::SearchPathDirectory;
+using Strings = std::vector<std::string>;
+
+/// Makes a layout current for one test and restores the previous one.
+class LayoutTest : public testing::Test {
+protected:
+    void SetUp() override { saved_ = FileSystemLayout::current(); }
+    void TearDown() override { FileSystemLayout::setCurrent(saved_); }
+    std::shared_ptr<const FileSystemLayout> saved_;
+};
+
+TEST_F(LayoutTest, NormalisesRootAndHome) {
+    FileSystemLayout layout("/mnt/mac//", "/mnt/mac/Users/me/");
+    EXPECT_EQ(layout.root(), "/mnt/mac");
+    EXPECT_EQ(layout.home(), "/mnt/mac/Users/me");
+    EXPECT_FALSE(layout.isHostRoot());
+
+    FileSystemLayout host("", "/home/x");
+    EXPECT_EQ(host.root(), "/");
+    EXPECT_TRUE(host.isHostRoot());
+    EXPECT_EQ(FileSystemLayout("///", "/h").root(), "/");
+    EXPECT_EQ(FileSystemLayout("/mnt/mac", "").home(), "/mnt/mac");
+    EXPECT_EQ(FileSystemLayout("relative", "/h").root().front(), '/');
+}
+
+TEST_F(LayoutTest, ResolvesMacPathsUnderTheRoot) {
+    FileSystemLayout layout("/mnt/mac", "/home/me");
+    EXPECT_EQ(layout.resolve("/Library/Caches"), "/mnt/mac/Library/Caches");
+    EXPECT_EQ(layout.resolve("/"), "/mnt/mac");
+    EXPECT_EQ(layout.resolve("relative/x"), "relative/x");
+    EXPECT_EQ(layout.expandTilde("~"), "/home/me");
+    EXPECT_EQ(layout.expandTilde("~/Library"), "/home/me/Library");
+    EXPECT_EQ(layout.expandTilde("/~/x"), "/~/x");
+    EXPECT_EQ(layout.resolveResourcePath("~/Library/Preferences"), "/home/me/Library/Preferences");
+    EXPECT_EQ(layout.resolveResourcePath("/home/me/Desktop"), "/home/me/Desktop");
+    EXPECT_EQ(layout.resolveResourcePath("/home/meX"), "/mnt/mac/home/meX");
+    EXPECT_EQ(layout.resolveResourcePath("/Library"), "/mnt/mac/Library");
+
+    FileSystemLayout host("/", "/home/me");
+    EXPECT_EQ(host.resolve("/Library"), "/Library");
+}
+
+TEST_F(LayoutTest, SearchPathsPerDomainInPlatformOrder) {
+    FileSystemLayout layout("/mac", "/mac/Users/me");
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::Library, kq::AllDomainsMask),
+              (Strings{"/mac/Users/me/Library", "/mac/Library", "/mac/Network/Library", "/mac/System/Library"}));
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::Caches, kq::SystemDomainMask | kq::UserDomainMask),
+              (Strings{"/mac/Users/me/Library/Caches", "/mac/System/Library/Caches"}));
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::ApplicationSupport, kq::LocalDomainMask),
+              (Strings{"/mac/Library/Application Support"}));
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::Trash, kq::AllDomainsMask),
+              (Strings{"/mac/Users/me/.Trash"}));
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::AdminApplication, kq::UserDomainMask),
+              (Strings{"/mac/Users/me/Applications/Utilities"}));
+    EXPECT_TRUE(layout.pathsForDirectory(SearchPathDirectory::Document, kq::LocalDomainMask).empty());
+    EXPECT_TRUE(layout.pathsForDirectory(SearchPathDirectory::Library, 0).empty());
+    EXPECT_TRUE(layout.pathsForDirectory(static_cast<SearchPathDirectory>(99), kq::AllDomainsMask).empty());
+}
+
+TEST_F(LayoutTest, CompositeDirectoriesGroupByDomain) {
+    FileSystemLayout layout("/", "/h");
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::AllApplications,
+                                       kq::UserDomainMask | kq::LocalDomainMask),
+              (Strings{"/h/Applications", "/h/Applications/Demos", "/h/Developer/Applications",
+                       "/h/Applications/Utilities", "/Applications", "/Applications/Demos",
+                       "/Developer/Applications", "/Applications/Utilities"}));
+    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::AllLibraries, kq::AllDomainsMask),
+              (Strings{"/h/Library", "/h/Developer", "/Library", "/Developer", "/Network/Library",
+                       "/Network/Developer", "/System/Library"}));
+}
+
+TEST_F(LayoutTest, FileManagerAnswersThroughTheCurrentLayout) {
+    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/mac", "/mac/Users/me"));
+    auto urls = kq::FileManager::defaultManager().URLsForDirectory(SearchPathDirectory::Application,
+                                                                  kq::UserDomainMask | kq::SystemDomainMask);
+    ASSERT_EQ(urls.size(), 2u);
+    EXPECT_EQ(urls[0].absoluteString(), "file:///mac/Users/me/Applications/");
+    EXPECT_EQ(urls[1].path(), "/mac/System/Applications");
+
+    // A null layout restores the running machine.
+    FileSystemLayout::setCurrent(nullptr);
+    EXPECT_TRUE(FileSystemLayout::current()->isHostRoot());
+}
+
+TEST_F(LayoutTest, CurrentCanBeSwappedWhileOthersRead) {
+    std::atomic<bool> done{false};
+    std::atomic<int> badReads{0};
+    std::thread reader([&] {
+        while (!done) {
+            auto layout = FileSystemLayout::current();
+            const std::string expected = layout->isHostRoot() ? "/L" : layout->root() + "/L";
+            if (layout->resolve("/L") != expected) ++badReads;
+        }
+    });
+    for (int i = 0; i < 2000; ++i)
+        FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/r" + std::to_string(i), "/h"));
+    done = true;
+    reader.join();
+    EXPECT_EQ(badReads, 0);
+}
+
+}  // namespace
+
+// Foundation's path helpers expand "~" through the current layout.
+TEST_F(LayoutTest, TildeFollowsTheCurrentLayout) {
+    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/mac", "/mac/Users/me"));
+    EXPECT_EQ(kq::URL::fileURLWithPath("~/Library", true).path(), "/mac/Users/me/Library");
+    EXPECT_EQ(kq::stringByStandardizingPath("~/Library/../Desktop"), "/mac/Users/me/Desktop");
+    EXPECT_EQ(kq::stringByExpandingTildeInPath("~"), "/mac/Users/me");
+    EXPECT_EQ(kq::stringByExpandingTildeInPath("~other/x"), "~other/x");
+}

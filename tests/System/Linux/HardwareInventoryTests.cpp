@@ -1,0 +1,177 @@
+// Memory modules (SMBIOS), displays (EDID) and graphics processors (DRM, pci.ids).
+#include <gtest/gtest.h>
+
+#include "System/Linux/EDID.h"
+#include "System/Linux/LinuxSystemFacts.h"
+#include "System/Linux/PCIIDs.h"
+#include "System/Linux/SMBIOSMemoryDevices.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+// One SMBIOS structure: formatted bytes (type, length and handle filled in) and its strings.
+std::string structure(unsigned type, std::string formatted, const std::vector<std::string>& strings) {
+    formatted[0] = static_cast<char>(type);
+    formatted[1] = static_cast<char>(formatted.size());
+    std::string bytes = formatted;
+    for (const std::string& s : strings) bytes += s + '\0';
+    if (strings.empty()) bytes += '\0';
+    return bytes + '\0';
+}
+
+std::string memoryDevice(std::uint16_t size, std::uint32_t extendedSize, std::uint8_t type, std::uint16_t speed) {
+    std::string f(0x28, '\0');
+    f[0x0c] = static_cast<char>(size & 0xff);
+    f[0x0d] = static_cast<char>(size >> 8);
+    f[0x10] = 1;  // device locator
+    f[0x11] = 2;  // bank locator
+    f[0x12] = static_cast<char>(type);
+    f[0x15] = static_cast<char>(speed & 0xff);
+    f[0x16] = static_cast<char>(speed >> 8);
+    f[0x17] = 3;
+    f[0x18] = 4;
+    f[0x1a] = 5;
+    for (int i = 0; i < 4; ++i) f[0x1c + i] = static_cast<char>(extendedSize >> (8 * i));
+    return structure(17, f, {"DIMM 0", "BANK 0", "Samsung", " 12345678 ", "M471A1K43CB1-CTD  "});
+}
+
+std::string smbiosTable() {
+    return structure(0, std::string(0x18, '\0'), {"Firmware Vendor"}) + memoryDevice(8192, 0, 0x1a, 2667) +
+           memoryDevice(0, 0, 0x02, 0) + memoryDevice(0x7fff, 65536, 0x22, 4800) + structure(127, std::string(4, '\0'), {}) +
+           memoryDevice(4096, 0, 0x18, 1600);
+}
+
+TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
+    const auto modules = kq::memoryModulesFromSMBIOSTable(smbiosTable());
+    ASSERT_EQ(modules.size(), 3u);
+    EXPECT_EQ(modules[0].slotName, "BANK 0/DIMM 0");
+    EXPECT_EQ(modules[0].sizeBytes, 8ull << 30);
+    EXPECT_EQ(modules[0].type, "DDR4");
+    EXPECT_EQ(modules[0].speedMHz, 2667u);
+    EXPECT_EQ(modules[0].manufacturer, "Samsung");
+    EXPECT_EQ(modules[0].serialNumber, "12345678");
+    EXPECT_EQ(modules[0].partNumber, "M471A1K43CB1-CTD");
+    EXPECT_EQ(modules[1].sizeBytes, 0u);
+    EXPECT_EQ(modules[1].type, "Empty");
+    EXPECT_EQ(modules[2].sizeBytes, 64ull << 30);
+    EXPECT_EQ(modules[2].type, "DDR5");
+}
+
+TEST(SMBIOSMemoryDevices, TruncatedOrMalformedTablesGiveNothing) {
+    const std::string table = smbiosTable();
+    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(table.substr(0, 60)).empty());
+    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(std::string("\x11\x02\x00\x00", 4)).empty());
+    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable("").empty());
+}
+
+std::string edidBlock() {
+    std::string e(128, '\0');
+    const unsigned char header[] = {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x00};
+    for (int i = 0; i < 8; ++i) e[i] = static_cast<char>(header[i]);
+    e[8] = 0x10, e[9] = static_cast<char>(0xac);  // "DEL"
+    e[10] = static_cast<char>(0xc4), e[11] = static_cast<char>(0xa0);
+    e[12] = 0x4c, e[13] = 0x30, e[14] = 0x41, e[15] = 0x42;
+    e[16] = 12;
+    e[17] = 29;  // 2019
+    const unsigned char timing[] = {0x02, 0x3a, 0x80, 0x18, 0x71, 0x38, 0x2d, 0x40};
+    for (int i = 0; i < 8; ++i) e[54 + i] = static_cast<char>(timing[i]);
+    e[72 + 3] = static_cast<char>(0xfc);
+    const std::string name = "DELL U2419H\n ";
+    e.replace(72 + 5, name.size(), name);
+    return e;
+}
+
+TEST(EDID, NameModeVendorAndDate) {
+    const auto display = kq::displayFromEDID(edidBlock());
+    ASSERT_TRUE(display.has_value());
+    EXPECT_EQ(display->name, "DELL U2419H");
+    EXPECT_EQ(display->width, 1920u);
+    EXPECT_EQ(display->height, 1080u);
+    EXPECT_EQ(display->vendorNumber, 0x10ac);
+    EXPECT_EQ(display->productNumber, 0xa0c4);
+    EXPECT_EQ(display->yearOfManufacture, 2019u);
+    EXPECT_EQ(display->weekOfManufacture, 12u);
+    EXPECT_EQ(kq::displayFromEDID(edidBlock().substr(0, 127)), std::nullopt);
+    std::string wrongHeader = edidBlock();
+    wrongHeader[0] = 1;
+    EXPECT_EQ(kq::displayFromEDID(wrongHeader), std::nullopt);
+}
+
+constexpr std::string_view kPCIDatabase =
+    "# comment\n"
+    "10de  NVIDIA Corporation\n"
+    "\t1c82  GP107 [GeForce GTX 1050 Ti]\n"
+    "\t\t1043 8613  PH-GTX1050TI-4G\n"
+    "1002  Advanced Micro Devices, Inc. [AMD/ATI]\n"
+    "\t731f  Navi 10 [Radeon RX 5600 OEM/5600 XT / 5700/5700 XT]\n"
+    "8086  Intel Corporation\n"
+    "\t5917  UHD Graphics 620\n"
+    "C 03  Display controller\n"
+    "\t00  VGA compatible controller\n";
+
+TEST(PCIIDs, NamesAndShortVendorNames) {
+    auto names = kq::lookUpPCINames(kPCIDatabase, 0x10de, 0x1c82);
+    EXPECT_EQ(names.vendor, "NVIDIA Corporation");
+    EXPECT_EQ(names.device, "GP107 [GeForce GTX 1050 Ti]");
+    names = kq::lookUpPCINames(kPCIDatabase, 0x8086, 0x1c82);
+    EXPECT_EQ(names.vendor, "Intel Corporation");
+    EXPECT_EQ(names.device, std::nullopt);
+    EXPECT_EQ(kq::lookUpPCINames(kPCIDatabase, 0x0003, 0x0000).vendor, std::nullopt);
+    EXPECT_EQ(kq::shortVendorName("Advanced Micro Devices, Inc. [AMD/ATI]"), "AMD");
+    EXPECT_EQ(kq::shortVendorName("Intel Corporation"), "Intel");
+    EXPECT_EQ(kq::shortVendorName("Red Hat, Inc."), "Red Hat");
+}
+
+class LinuxInventoryTest : public ::testing::Test {
+protected:
+    kq::LinuxSystemFacts facts() const { return kq::LinuxSystemFacts({root.path(), root / "home", false}); }
+    kqtest::TemporaryDirectory root;
+};
+
+TEST_F(LinuxInventoryTest, MemoryModulesFromTheDMITable) {
+    EXPECT_TRUE(facts().memoryModules().empty());
+    root.writeFile("sys/firmware/dmi/tables/DMI", smbiosTable());
+    EXPECT_EQ(facts().memoryModules().size(), 3u);
+}
+
+TEST_F(LinuxInventoryTest, UnreadableDMITableGivesNoModules) {
+    // A folder where the table should be cannot be read, even by root.
+    root.makeDirectory("sys/firmware/dmi/tables/DMI");
+    EXPECT_TRUE(facts().memoryModules().empty());
+}
+
+TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {
+    root.writeFile("usr/share/misc/pci.ids", std::string(kPCIDatabase));
+    root.writeFile("sys/class/drm/card0/device/vendor", "0x8086\n");
+    root.writeFile("sys/class/drm/card0/device/device", "0x5917\n");
+    root.writeFile("sys/class/drm/card0/device/revision", "0x07\n");
+    root.writeFile("sys/class/drm/card0-eDP-1/status", "connected\n");
+    root.writeFile("sys/class/drm/card0-eDP-1/edid", "");
+    root.writeFile("sys/class/drm/card0-HDMI-A-1/status", "connected\n");
+    root.writeFile("sys/class/drm/card0-HDMI-A-1/edid", edidBlock());
+    root.writeFile("sys/class/drm/card0-DP-1/status", "disconnected\n");
+    root.writeFile("sys/class/drm/card1/device/vendor", "0x10de\n");
+    root.writeFile("sys/class/drm/card1/device/device", "0x1c82\n");
+    root.writeFile("sys/class/drm/card2/device/uevent", "DRIVER=vc4-drm\nOF_NAME=gpu\n");
+    root.writeFile("sys/class/drm/renderD128/dev", "226:128\n");
+    root.writeFile("sys/class/drm/version", "drm 1.1.0\n");
+
+    const auto gpus = facts().graphicsProcessors();
+    ASSERT_EQ(gpus.size(), 3u);
+    EXPECT_EQ(gpus[0].model, "Intel UHD Graphics 620");
+    EXPECT_EQ(gpus[0].vendorName, "Intel");
+    EXPECT_EQ(gpus[0].revisionID, 7);
+    EXPECT_TRUE(gpus[0].builtIn && gpus[0].memoryShared);
+    ASSERT_EQ(gpus[0].displays.size(), 2u);
+    EXPECT_EQ(gpus[0].displays[0].connector, "HDMI-A-1");
+    EXPECT_EQ(gpus[0].displays[0].name, "DELL U2419H");
+    EXPECT_EQ(gpus[0].displays[0].width, 1920u);
+    // A panel without EDID is named after its connector.
+    EXPECT_EQ(gpus[0].displays[1].name, "eDP-1");
+    EXPECT_TRUE(gpus[0].displays[1].builtIn);
+    EXPECT_EQ(gpus[1].model, "NVIDIA GeForce GTX 1050 Ti");
+    EXPECT_FALSE(gpus[1].builtIn);
+    EXPECT_EQ(gpus[2].model, "vc4-drm");
+}
+
+}  // namespace

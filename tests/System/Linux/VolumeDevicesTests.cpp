@@ -1,0 +1,106 @@
+#include <gtest/gtest.h>
+#include <sys/sysmacros.h>
+
+#include <cerrno>
+#include <string>
+
+#include "System/Linux/LinuxVolumeDevices.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+using kq::platform::DeviceBus;
+
+TEST(VolumeDevicesTests, MountInfoLinesAreParsedWithEscapesAndOptionalFields) {
+    const auto volumes = kq::platform::parseMountInfo(
+        "26 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
+        "41 26 8:17 / /media/jane/My\\040Disk rw,nosuid shared:12 master:3 - exfat /dev/sdb1 rw\n"
+        "garbage line\n"
+        "42 26 0:40 / /mnt/share rw - nfs4 server:/export rw\n");
+    ASSERT_EQ(volumes.size(), 3u);
+    EXPECT_EQ(volumes[0].mountPoint, "/");
+    EXPECT_EQ(volumes[0].deviceID, makedev(254, 0));
+    EXPECT_EQ(volumes[1].mountPoint, "/media/jane/My Disk");
+    EXPECT_EQ(volumes[1].fileSystemType, "exfat");
+    EXPECT_EQ(volumes[1].source, "/dev/sdb1");
+    EXPECT_EQ(volumes[1].deviceID, makedev(8, 17));
+    EXPECT_EQ(volumes[2].fileSystemType, "nfs4");
+}
+
+TEST(VolumeDevicesTests, BusComesFromTheDevicePath) {
+    EXPECT_EQ(kq::platform::busOfSysfsDevicePath(
+                  "/devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdb"),
+              DeviceBus::External);
+    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block/sda"),
+              DeviceBus::Internal);
+    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0/nvme0n1"),
+              DeviceBus::Internal);
+    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/pci0000:00/0000:00:05.0/virtio2/block/vda"),
+              DeviceBus::Internal);
+    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/virtual/block/loop0"), DeviceBus::None);
+    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/vbd-51712/block/xvda"), DeviceBus::None);
+}
+
+class RecordedSysfs : public ::testing::Test {
+protected:
+    /// A disk folder with its removable flag and a partition, linked from dev/block.
+    std::string disk(const std::string& devicePath, const std::string& name, int removable, const char* numbers,
+                     const char* partitionNumbers) {
+        const std::string folder = devicePath + "/block/" + name;
+        tmp.writeFile("sys" + folder + "/removable", std::to_string(removable) + "\n");
+        tmp.makeSymlink("sys/class/block/" + name, "../.." + folder);
+        tmp.makeSymlink(std::string("sys/dev/block/") + numbers, "../.." + folder);
+        if (partitionNumbers) {
+            tmp.writeFile("sys" + folder + "/" + name + "1/partition", "1\n");
+            tmp.makeSymlink("sys/class/block/" + name + "1", "../.." + folder + "/" + name + "1");
+            tmp.makeSymlink(std::string("sys/dev/block/") + partitionNumbers, "../.." + folder + "/" + name + "1");
+        }
+        return folder;
+    }
+
+    kq::platform::DeviceClass classOf(unsigned major, unsigned minor) {
+        return kq::platform::deviceClassOfBlockDevice(major, minor, tmp / "sys");
+    }
+
+    kqtest::TemporaryDirectory tmp;
+};
+
+TEST_F(RecordedSysfs, DisksAreClassifiedByBusAndRemovableFlag) {
+    disk("/devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0", "sdb", 0, "8:16", "8:17");
+    disk("/devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0", "nvme0n1", 0, "259:0", "259:1");
+    disk("/devices/platform/soc/mmc_host/mmc0/mmc0:0001", "mmcblk0", 1, "179:0", nullptr);
+    disk("/devices/virtual", "loop0", 0, "7:0", nullptr);
+    // An encrypted volume on the NVMe partition.
+    tmp.makeDirectory("sys/devices/virtual/block/dm-0/slaves");
+    tmp.makeSymlink("sys/devices/virtual/block/dm-0/slaves/nvme0n11", "../../../../../class/block/nvme0n11");
+    tmp.makeSymlink("sys/dev/block/253:0", "../../devices/virtual/block/dm-0");
+
+    auto usb = classOf(8, 17);
+    EXPECT_EQ(usb.bus, DeviceBus::External);
+    EXPECT_TRUE(usb.ejectable);  // external disks eject even without the removable flag
+    auto nvme = classOf(259, 1);
+    EXPECT_EQ(nvme.bus, DeviceBus::Internal);
+    EXPECT_FALSE(nvme.ejectable);
+    auto card = classOf(179, 0);
+    EXPECT_EQ(card.bus, DeviceBus::Internal);
+    EXPECT_TRUE(card.ejectable);
+    EXPECT_EQ(classOf(7, 0).bus, DeviceBus::None);
+    EXPECT_EQ(classOf(253, 0).bus, DeviceBus::Internal);
+    // Anonymous and unknown devices.
+    EXPECT_EQ(classOf(0, 40).bus, DeviceBus::None);
+    EXPECT_EQ(classOf(8, 99).bus, DeviceBus::None);
+}
+
+TEST(VolumeDevicesTests, VolumeForPathFindsTheDeepestMount) {
+    int error = 0;
+    EXPECT_FALSE(kq::platform::mountedVolumeForPath("/no/such/path", error));
+    EXPECT_EQ(error, ENOENT);
+    auto root = kq::platform::mountedVolumeForPath("/", error);
+    ASSERT_TRUE(root);
+    EXPECT_EQ(root->mountPoint, "/");
+    auto proc = kq::platform::mountedVolumeForPath("/proc/self/status", error);
+    ASSERT_TRUE(proc);
+    EXPECT_EQ(proc->mountPoint, "/proc");
+}
+
+}  // namespace

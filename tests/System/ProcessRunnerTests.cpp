@@ -1,0 +1,58 @@
+#include "System/ProcessRunner.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+std::string text(const kq::Data& data) { return std::string(data.begin(), data.end()); }
+
+TEST(ProcessRunner, CollectsStandardOutputAndExitStatus) {
+    const auto result = kq::ProcessRunner::run("/bin/sh", {"-c", "printf 'a b\\n'; printf '%s|' \"$@\"; exit 3", "sh",
+                                                           "one two", "*"});
+    EXPECT_EQ(text(result.standardOutput), "a b\none two|*|");
+    EXPECT_EQ(result.exitStatus, 3);
+    EXPECT_EQ(result.terminationSignal, 0);
+}
+
+TEST(ProcessRunner, ReadsLargeOutputToTheEnd) {
+    const auto result = kq::ProcessRunner::run("/bin/sh", {"-c", "head -c 1000000 /dev/zero"});
+    EXPECT_EQ(result.standardOutput.size(), 1000000u);
+    EXPECT_EQ(result.exitStatus, 0);
+}
+
+TEST(ProcessRunner, ReportsTheSignalThatEndedTheProgram) {
+    const auto result = kq::ProcessRunner::run("/bin/sh", {"-c", "kill -TERM $$"});
+    EXPECT_EQ(result.exitStatus, -1);
+    EXPECT_EQ(result.terminationSignal, 15);
+}
+
+TEST(ProcessRunner, AddsAndReplacesEnvironmentVariables) {
+    ::setenv("KQ_RUNNER_TEST", "outer", 1);
+    kq::ProcessOptions options;
+    options.environment = {{"KQ_RUNNER_TEST", "inner"}, {"KQ_RUNNER_NEW", "x=y"}};
+    const auto result = kq::ProcessRunner::run("/bin/sh", {"-c", "echo \"$KQ_RUNNER_TEST $KQ_RUNNER_NEW\""}, options);
+    ::unsetenv("KQ_RUNNER_TEST");
+    EXPECT_EQ(text(result.standardOutput), "inner x=y\n");
+}
+
+TEST(ProcessRunner, ProgramsThatCannotBeLaunchedThrow) {
+    kqtest::TemporaryDirectory folder;
+    const std::string notExecutable = folder.writeFile("script", "#!/bin/sh\necho hi\n");
+    EXPECT_THROW(kq::ProcessRunner::run(folder / "missing", {}), kq::InvalidArgumentException);
+    EXPECT_THROW(kq::ProcessRunner::run(notExecutable, {}), kq::InvalidArgumentException);
+    EXPECT_THROW(kq::ProcessRunner::run(folder.path(), {}), kq::InvalidArgumentException);
+    EXPECT_THROW(kq::ProcessRunner::run("", {}), kq::InvalidArgumentException);
+}
+
+TEST(ProcessRunner, FindsProgramsOnThePath) {
+    EXPECT_EQ(kq::ProcessRunner::findInPath("sh").value_or("").ends_with("/sh"), true);
+    EXPECT_EQ(kq::ProcessRunner::findInPath("kq-no-such-program"), std::nullopt);
+    EXPECT_EQ(kq::ProcessRunner::findInPath("/bin/sh"), std::nullopt);
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+#include "KQFoundation/System/Workspace.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+TEST(Workspace, PackagesAreFoldersWithAPackageExtension) {
+    kqtest::TemporaryDirectory tmp;
+    tmp.makeDirectory("Safari.app");
+    tmp.makeDirectory("Loud.APP");
+    tmp.makeDirectory("Notes.rtfd");
+    tmp.makeDirectory("Caf\xC3\xA9.Bundle");
+    tmp.makeDirectory("Plain");
+    tmp.makeDirectory("Resources.lproj");
+    tmp.makeDirectory(".app");
+    tmp.writeFile("file.app");
+    tmp.makeSymlink("Link.app", tmp / "Safari.app");
+    tmp.makeSymlink("Dangling.app", tmp / "missing");
+
+    auto& workspace = kq::Workspace::sharedWorkspace();
+    for (const char* yes : {"Safari.app", "Loud.APP", "Notes.rtfd", "Caf\xC3\xA9.Bundle", "Link.app", "Safari.app/"})
+        EXPECT_TRUE(workspace.isFilePackageAtPath(tmp / yes)) << yes;
+    for (const char* no : {"Plain", "Resources.lproj", ".app", "file.app", "Dangling.app", "Missing.app"})
+        EXPECT_FALSE(workspace.isFilePackageAtPath(tmp / no)) << no;
+    EXPECT_FALSE(workspace.isFilePackageAtPath(""));
+    EXPECT_FALSE(workspace.isFilePackageAtPath("/"));
+}
+
+TEST(Workspace, ExtensionListIsLowerCaseAndSorted) {
+    const auto& list = kq::Workspace::packageExtensions();
+    EXPECT_TRUE(std::is_sorted(list.begin(), list.end()));
+    for (const char* required : {"app", "bundle", "framework", "plugin", "kext", "xpc", "appex", "pkg", "mpkg",
+                                 "rtfd", "photoslibrary", "prefpane", "qlgenerator", "mdimporter", "saver"})
+        EXPECT_TRUE(std::binary_search(list.begin(), list.end(), required)) << required;
+}
+
+}  // namespace
