@@ -15,19 +15,43 @@
 //     "Filters": [ { "Type": "Predicate" | "InstalledApplicationIdentifiers",
 //                    "Params": { "Format": string, "Variables": dictionary } } ],  (all must pass)
 //     "SkipSubdirectoryDescendants": bool }
+// Folders are written absolute ("/Library/...", resolved under the layout's
+// root) or from the home ("~/..."); relative folders and folders that reach
+// outside the root and the home ("/../..") are skipped with a log line.
+// Installed identifiers that cannot name an application (empty, no dot) are
+// left out with a log line: "NOT (lastPathComponent BEGINSWITH[c] '')" would
+// keep everything.
+//
+// What the knowledge base reports then goes through a second pass,
+// KQULeftoversProtection, which keeps what still belongs to installed
+// software (launch jobs whose program exists, preference panes, Homebrew
+// services, container metadata, vendor-wide names); see its header.
 #include <atomic>
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQULeftoverTypes.h"
+#include "KQFoundation/KQULeftoversProtection.h"
 #include "KQFoundation/KQUScanner.h"
 #include "KQFoundation/Predicate/Predicate.h"
 #include "KQFoundation/Foundation/Value.h"
+
+/// Why an item was reported: the knowledge-base entry and the filters it passed.
+struct KQULeftoverReason {
+    std::size_t entryIndex = 0;   // position of the entry in the document, from 0
+    std::string type;             // the entry's "Type"
+    std::string sourceDirectory;  // the entry's folder that holds the item, as written
+    std::vector<std::string> filters;  // the formats the item passed, "%@" shown as <installed identifier>
+    std::string application;      // the bundle identifier the item most likely belongs to
+    /// One line: "entry 3 (Caches in ~/Library/Caches): FORMAT AND FORMAT".
+    std::string description() const;
+};
 
 class KQULeftoversScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:
@@ -53,6 +77,14 @@ public:
     /// a filter format that does not parse, and when there is no knowledge
     /// base and the built-in resource is missing.
     const std::vector<std::unique_ptr<KQUFilesScanner>>& scanners();
+
+    /// Why the item being reported was found; valid (non-null) only during
+    /// leftoversScannerDidFindItem.
+    const KQULeftoverReason* currentReason() const { return currentReason_; }
+
+    /// The second pass over what the knowledge base finds (on by default).
+    bool protectsInstalledSoftware() const { return protectsInstalledSoftware_; }
+    void setProtectsInstalledSoftware(bool protects) { protectsInstalledSoftware_ = protects; }
 
     /// The child scanner now running, nullptr between child scans.
     KQUFilesScanner* activeScanner() const { return activeScanner_.load(); }
@@ -95,10 +127,22 @@ protected:
     void performScan() override;
 
 private:
+    const std::vector<std::string>& collectIdentifiers(bool reportProgress);
+    std::size_t indexOfScanner(const KQUScanner& scanner) const;
+
     std::optional<kq::Array> knowledgeBase_;
     std::vector<kq::URL> installedApplications_;
     std::optional<std::vector<std::string>> installedApplicationIdentifiers_;
     std::optional<std::vector<std::unique_ptr<KQUFilesScanner>>> scanners_;
+    struct EntryInfo {
+        KQULeftoverReason reason;  // without sourceDirectory and application
+        std::vector<std::pair<std::string, std::string>> folders;  // resolved path, as written
+    };
+    std::vector<EntryInfo> entries_;  // parallel to scanners_
+    std::vector<KQULeftoversProtection::VendorNames> vendorNames_;  // read with the scanners
+    std::unique_ptr<KQULeftoversProtection> protection_;
+    bool protectsInstalledSoftware_ = true;
+    const KQULeftoverReason* currentReason_ = nullptr;
     std::atomic<KQUFilesScanner*> activeScanner_{nullptr};
     double scannersProgress_ = 0.0;
     double bundlesCollectorProgress_ = 0.0;

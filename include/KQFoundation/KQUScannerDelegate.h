@@ -70,4 +70,13 @@ public:
     /// entry that found it (usually one of the kKQU...LeftoverType strings).
     virtual void leftoversScannerDidFindItem(KQULeftoversScanner& scanner, const kq::URL& item,
                                              const std::string& type) = 0;
+    /// Optional: an item the knowledge base found but that still belongs to
+    /// installed software (see KQULeftoversProtection), with the reason it was kept.
+    virtual void leftoversScannerDidKeepItem(KQULeftoversScanner& scanner, const kq::URL& item,
+                                             const std::string& type, const std::string& reason) {
+        (void)scanner;
+        (void)item;
+        (void)type;
+        (void)reason;
+    }
 };

@@ -1,7 +1,16 @@
-// kqu leftovers: what removed applications left behind in the Library folders.
+// kqu leftovers: what removed applications left behind in the Library folders,
+// grouped by the application they belong to; --trash moves them to the trash.
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,6 +19,7 @@
 #include "ProgressLine.h"
 #include "KQFoundation/KQUApplicationsScanner.h"
 #include "KQFoundation/KQULeftoversScanner.h"
+#include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 
@@ -20,6 +30,22 @@ struct LeftoversOptions {
     std::string knowledgeBasePath;
     std::vector<std::string> applications;
     bool json = false;
+    bool trash = false;
+    bool yes = false;
+};
+
+struct Leftover {
+    std::string type;
+    std::string path;
+    std::string reason;
+    std::string application;
+    std::uint64_t size = 0;
+};
+
+struct KeptItem {
+    std::string type;
+    std::string path;
+    std::string reason;
 };
 
 /// Collects the applications the applications scanner reports.
@@ -62,34 +88,184 @@ kq::Array readKnowledgeBase(const std::string& path) {
     return std::move(*document->asArray());
 }
 
-/// Prints leftovers as they are found (text) or gathers them (JSON), and
-/// draws the progress bar.
+/// "KQFoundation.LeftoverType.ApplicationSupport" -> "Application Support".
+std::string plainType(const std::string& type) {
+    const std::size_t dot = type.rfind('.');
+    const std::string word = dot == std::string::npos ? type : type.substr(dot + 1);
+    std::string out;
+    for (std::size_t i = 0; i < word.size(); ++i) {
+        const bool upper = word[i] >= 'A' && word[i] <= 'Z';
+        const bool afterLower = i > 0 && word[i - 1] >= 'a' && word[i - 1] <= 'z';
+        if (upper && afterLower) out += ' ';
+        out += word[i];
+    }
+    return out.empty() ? type : out;
+}
+
+/// Decimal units, as the Finder counts: "512 bytes", "1.2 KB", "3.4 MB".
+std::string sizeText(std::uint64_t bytes) {
+    if (bytes < 1000) return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
+    static const char* const kUnits[] = {"KB", "MB", "GB", "TB", "PB"};
+    double value = static_cast<double>(bytes) / 1000.0;
+    std::size_t unit = 0;
+    while (value >= 999.95 && unit + 1 < std::size(kUnits)) {
+        value /= 1000.0;
+        ++unit;
+    }
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
+    return text;
+}
+
+/// Gathers leftovers (one per path: an item under two entries is listed once)
+/// and draws the progress line once a scan has run for a moment.
 class LeftoversReport final : public KQULeftoversScannerDelegate {
 public:
-    explicit LeftoversReport(bool json) : json_(json), progress_(kqu::stderrIsTerminal()) {}
+    explicit LeftoversReport(bool showProgress) : progress_(showProgress) {}
 
-    void leftoversScannerDidFindItem(KQULeftoversScanner&, const kq::URL& item, const std::string& type) override {
-        if (json_) {
-            items_.emplace_back(kq::Dictionary{{"type", type}, {"path", item.path()}});
-            return;
+    std::vector<Leftover> items;
+    std::vector<KeptItem> kept;
+
+    void leftoversScannerDidFindItem(KQULeftoversScanner& scanner, const kq::URL& item,
+                                     const std::string& type) override {
+        Leftover leftover{type, item.path(), {}, {}, 0};
+        if (!paths_.insert(leftover.path).second) return;
+        if (const KQULeftoverReason* reason = scanner.currentReason()) {
+            leftover.reason = reason->description();
+            leftover.application = reason->application;
         }
-        progress_.clear();
-        std::printf("%s\t%s\n", type.c_str(), item.path().c_str());
-        std::fflush(stdout);
+        leftover.size = kq::FileManager::defaultManager().sizeOfItemAtPath(leftover.path);
+        items.push_back(std::move(leftover));
     }
 
-    void scannerDidReachProgress(KQUScanner&, double progress) override { progress_.show(progress); }
-
-    void finish() {
-        progress_.clear();
-        if (json_) std::printf("%s\n", kqu::toJSON(kq::Dictionary{{"items", items_}}).c_str());
+    void leftoversScannerDidKeepItem(KQULeftoversScanner&, const kq::URL& item, const std::string& type,
+                                     const std::string& reason) override {
+        kept.push_back({type, item.path(), reason});
     }
+
+    void scannerDidReachProgress(KQUScanner&, double progress) override {
+        // Short scans finish before a bar would be worth reading.
+        if (std::chrono::steady_clock::now() - start_ > std::chrono::milliseconds(300)) progress_.show(progress);
+    }
+
+    void finish() { progress_.clear(); }
 
 private:
-    bool json_;
     kqu::ProgressLine progress_;
-    kq::Array items_;
+    std::set<std::string> paths_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
+
+struct Group {
+    std::string application;
+    std::uint64_t size = 0;
+    std::vector<const Leftover*> items;
+};
+
+std::vector<Group> groupByApplication(const std::vector<Leftover>& items) {
+    std::map<std::string, Group> byApplication;
+    for (const Leftover& item : items) {
+        Group& group = byApplication[item.application];
+        group.application = item.application;
+        group.size += item.size;
+        group.items.push_back(&item);
+    }
+    std::vector<Group> groups;
+    for (auto& entry : byApplication) groups.push_back(std::move(entry.second));
+    // Largest first: that is where space comes back; the name breaks ties.
+    std::stable_sort(groups.begin(), groups.end(), [](const Group& a, const Group& b) { return a.size > b.size; });
+    return groups;
+}
+
+void printGroups(const LeftoversReport& report) {
+    std::uint64_t total = 0;
+    for (const Group& group : groupByApplication(report.items)) {
+        total += group.size;
+        const std::string name = group.application.empty() ? std::string("(unknown application)") : group.application;
+        std::printf("%s  (%zu %s, %s)\n", name.c_str(), group.items.size(), group.items.size() == 1 ? "item" : "items",
+                    sizeText(group.size).c_str());
+        for (const Leftover* item : group.items)
+            std::printf("  %-20s %10s  %s\n", plainType(item->type).c_str(), sizeText(item->size).c_str(),
+                        item->path.c_str());
+    }
+    std::printf("Total: %zu %s, %s\n", report.items.size(), report.items.size() == 1 ? "item" : "items",
+                sizeText(total).c_str());
+    if (!report.kept.empty()) {
+        std::printf("Kept, still in use by installed software:\n");
+        for (const KeptItem& item : report.kept) std::printf("  %s  (%s)\n", item.path.c_str(), item.reason.c_str());
+    }
+}
+
+kq::Array itemsAsJSON(const LeftoversReport& report) {
+    kq::Array items;
+    for (const Leftover& item : report.items)
+        items.emplace_back(kq::Dictionary{{"type", item.type},
+                                          {"path", item.path},
+                                          {"reason", item.reason},
+                                          {"size", static_cast<unsigned long long>(item.size)},
+                                          {"application", item.application}});
+    return items;
+}
+
+struct TrashOutcome {
+    kq::Array moved;     // {"path", "destination"}
+    kq::Array notMoved;  // {"path", "reason"}
+};
+
+bool confirmTrash(const LeftoversOptions& options, std::size_t count) {
+    if (options.yes) return true;
+    if (isatty(STDIN_FILENO) != 1) {
+        std::fprintf(stderr, "kqu: nothing was moved to the trash: stdin is not a terminal to ask on (add --yes)\n");
+        return false;
+    }
+    std::fprintf(stderr, "Move %zu %s to the trash? [y/N] ", count, count == 1 ? "item" : "items");
+    std::fflush(stderr);
+    std::string answer;
+    if (!std::getline(std::cin, answer)) return false;
+    return !answer.empty() && (answer.front() == 'y' || answer.front() == 'Y');
+}
+
+/// Every item is tried; one inside a folder already moved went with it.
+TrashOutcome moveToTrash(const std::vector<Leftover>& items) {
+    const kq::FileManager& fileManager = kq::FileManager::defaultManager();
+    TrashOutcome outcome;
+    std::vector<std::string> movedPaths;
+    for (const Leftover& item : items) {
+        const auto insideMoved = std::find_if(movedPaths.begin(), movedPaths.end(), [&](const std::string& folder) {
+            return item.path.rfind(folder + "/", 0) == 0;
+        });
+        std::string destination;
+        std::string reason;
+        if (insideMoved != movedPaths.end()) {
+            reason = "it went to the trash with " + *insideMoved;
+        } else if (!fileManager.attributesOfItemAtPath(item.path)) {
+            reason = "it no longer exists";
+        } else if (fileManager.isPathInTrash(item.path)) {
+            reason = "it is already in the trash";
+        } else if (!fileManager.moveItemAtPathToTrash(item.path, &destination)) {
+            reason = "the trash refused it; it was left where it is";
+        }
+        if (reason.empty()) {
+            movedPaths.push_back(item.path);
+            outcome.moved.emplace_back(kq::Dictionary{{"path", item.path}, {"destination", destination}});
+        } else {
+            outcome.notMoved.emplace_back(kq::Dictionary{{"path", item.path}, {"reason", reason}});
+        }
+    }
+    return outcome;
+}
+
+void printTrashOutcome(const TrashOutcome& outcome) {
+    std::printf("Moved to the trash: %zu\n", outcome.moved.size());
+    for (const kq::Value& entry : outcome.moved)
+        std::printf("  %s -> %s\n", entry.asDictionary()->stringValueForKey("path")->c_str(),
+                    entry.asDictionary()->stringValueForKey("destination")->c_str());
+    if (outcome.notMoved.empty()) return;
+    std::printf("Not moved: %zu\n", outcome.notMoved.size());
+    for (const kq::Value& entry : outcome.notMoved)
+        std::printf("  %s: %s\n", entry.asDictionary()->stringValueForKey("path")->c_str(),
+                    entry.asDictionary()->stringValueForKey("reason")->c_str());
+}
 
 int runLeftovers(const LeftoversOptions& options) {
     const std::shared_ptr<const kq::FileSystemLayout> layout = options.layout.apply();
@@ -102,7 +278,7 @@ int runLeftovers(const LeftoversOptions& options) {
                                             : applicationsFromArguments(options.applications);
 
     KQULeftoversScanner scanner(std::move(applications), std::move(knowledgeBase));
-    LeftoversReport report(options.json);
+    LeftoversReport report(kqu::stderrIsTerminal() && !options.json);
     scanner.setDelegate(&report);
     try {
         scanner.scan();
@@ -113,12 +289,40 @@ int runLeftovers(const LeftoversOptions& options) {
         throw kqu::CommandFailure{kqu::kExitInputFailure, "knowledge base " + source + ": " + exception.reason()};
     }
     report.finish();
-    return kqu::kExitSuccess;
+
+    if (!options.json) {
+        printGroups(report);
+        std::fflush(stdout);
+    }
+    std::optional<TrashOutcome> outcome;
+    bool refused = false;
+    if (options.trash && !report.items.empty()) {
+        if (confirmTrash(options, report.items.size()))
+            outcome = moveToTrash(report.items);
+        else
+            refused = true;
+    }
+    if (options.json) {
+        kq::Dictionary document{{"items", itemsAsJSON(report)}};
+        kq::Array kept;
+        for (const KeptItem& item : report.kept)
+            kept.emplace_back(kq::Dictionary{{"type", item.type}, {"path", item.path}, {"reason", item.reason}});
+        document.setObject("kept", std::move(kept));
+        if (outcome) {
+            document.setObject("moved", outcome->moved);
+            document.setObject("notMoved", outcome->notMoved);
+        }
+        std::printf("%s\n", kqu::toJSON(document).c_str());
+    } else if (outcome) {
+        printTrashOutcome(*outcome);
+    }
+    if (refused) return kqu::kExitUsage;
+    return outcome && !outcome->notMoved.empty() ? kqu::kExitInputFailure : kqu::kExitSuccess;
 }
 
 const kqu::CommandRegistration registration{kqu::Command{
     "leftovers",
-    "List what removed applications left behind (TYPE<TAB>PATH per line)",
+    "List what removed applications left behind, grouped by application, with sizes; --trash moves it",
     [](CLI::App& app) -> std::function<int()> {
         auto options = std::make_shared<LeftoversOptions>();
         options->layout.addTo(app);
@@ -128,7 +332,12 @@ const kqu::CommandRegistration registration{kqu::Command{
                        "An installed application bundle (repeatable); default: the applications `kqu apps` "
                        "finds")
             ->allow_extra_args(false);
-        app.add_flag("--json", options->json, "One JSON document {\"items\":[{\"type\",\"path\"}...]} on stdout");
+        app.add_flag("--json", options->json,
+                     "One JSON document on stdout: {\"items\":[{\"type\",\"path\",\"reason\",\"size\","
+                     "\"application\"}...], \"kept\":[...]} (with --trash also \"moved\" and \"notMoved\")");
+        app.add_flag("--trash", options->trash,
+                     "After listing, ask, then move the leftovers to the trash (never deletes, never copies)");
+        app.add_flag("--yes", options->yes, "With --trash: do not ask");
         return [options] { return runLeftovers(*options); };
     }}};
 

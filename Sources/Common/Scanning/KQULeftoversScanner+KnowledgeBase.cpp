@@ -7,6 +7,8 @@
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
 #include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 
@@ -49,15 +51,52 @@ bool containsIgnoringASCIICase(std::string_view text, std::string_view needle) {
            }) != text.end();
 }
 
-std::vector<kq::URL> sourceDirectoryURLs(const kq::Dictionary& entry) {
-    std::vector<kq::URL> urls;
+bool isInside(std::string_view path, std::string_view folder) {
+    if (folder == "/") return !path.empty() && path.front() == '/';
+    return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+           (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
+/// A folder of the knowledge base as a path on this machine, or nullopt (with
+/// a log line) when it is relative or its ".." reach outside the inspected
+/// tree: a knowledge base must never list the host's own files.
+std::optional<std::string> resolvedSourceDirectory(const kq::FileSystemLayout& layout, const std::string& written) {
+    const bool fromHome = written == "~" || written.rfind("~/", 0) == 0;
+    if (!fromHome && (written.empty() || written.front() != '/')) {
+        kq::log("KQULeftoversScanner: skipping the source folder \"%@\": not absolute and not in \"~/\"", written);
+        return std::nullopt;
+    }
+    std::string resolved = kq::stringByStandardizingPath(layout.resolveResourcePath(written));
+    if (!isInside(resolved, layout.root()) && !isInside(resolved, layout.home())) {
+        kq::log("KQULeftoversScanner: skipping the source folder \"%@\": it resolves to %@, outside %@", written,
+                resolved, layout.root());
+        return std::nullopt;
+    }
+    return resolved;
+}
+
+/// The entry's folders: resolved path and the text the knowledge base gives.
+std::vector<std::pair<std::string, std::string>> sourceDirectories(const kq::Dictionary& entry) {
+    std::vector<std::pair<std::string, std::string>> folders;
     const kq::Array* paths = entry.arrayValueForKey("SourceDirectories");
-    if (!paths) return urls;
+    if (!paths) return folders;
     const std::shared_ptr<const kq::FileSystemLayout> layout = kq::FileSystemLayout::current();
     for (const kq::Value& path : *paths)
         if (const std::string* text = path.asString())
-            urls.push_back(kq::URL::fileURLWithPath(layout->resolveResourcePath(*text)));
-    return urls;
+            if (std::optional<std::string> resolved = resolvedSourceDirectory(*layout, *text))
+                folders.emplace_back(std::move(*resolved), *text);
+    return folders;
+}
+
+/// How a filter reads in a reason; nullopt for filters that are dropped.
+std::optional<std::string> filterDescription(std::string_view type, const kq::Dictionary& params) {
+    const std::string* format = params.stringValueForKey("Format");
+    if (!format || (type != "Predicate" && type != "InstalledApplicationIdentifiers")) return std::nullopt;
+    if (type == "Predicate") return *format;
+    std::string text = *format;
+    if (const std::size_t at = text.find("%@"); at != std::string::npos)
+        text.replace(at, 2, "<each installed identifier>");
+    return text;
 }
 
 }  // namespace
@@ -71,29 +110,40 @@ const std::vector<std::unique_ptr<KQUFilesScanner>>& KQULeftoversScanner::scanne
     // costly per-identifier compound is built once for the whole document.
     std::unordered_map<kq::Dictionary, kq::PredicatePtr> filterCache;
 
-    for (const kq::Value& entryValue : document) {
-        const kq::Dictionary* entry = entryValue.asDictionary();
+    entries_.clear();
+    vendorNames_ = KQULeftoversProtection::vendorNamesInKnowledgeBase(document);
+    for (std::size_t index = 0; index < document.size(); ++index) {
+        const kq::Dictionary* entry = document[index].asDictionary();
         if (!entry) continue;
         const std::string* type = entry->stringValueForKey(kTypeKey);
         if (!type || type->empty()) continue;
 
-        auto scanner = std::make_unique<KQUFilesScanner>(sourceDirectoryURLs(*entry));
+        EntryInfo info;
+        info.reason.entryIndex = index;
+        info.reason.type = *type;
+        info.folders = sourceDirectories(*entry);
+        std::vector<kq::URL> urls;
+        for (const auto& folder : info.folders) urls.push_back(kq::URL::fileURLWithPath(folder.first));
+        auto scanner = std::make_unique<KQUFilesScanner>(std::move(urls));
         std::vector<kq::PredicatePtr> predicates;
         if (const kq::Array* filters = entry->arrayValueForKey("Filters")) {
             for (const kq::Value& filterValue : *filters) {
                 const kq::Dictionary* filter = filterValue.asDictionary();
                 if (!filter) continue;
-                if (auto cached = filterCache.find(*filter); cached != filterCache.end()) {
-                    predicates.push_back(cached->second);
-                    continue;
-                }
                 const std::string* filterType = filter->stringValueForKey(kTypeKey);
                 const kq::Dictionary* params = filter->dictioniaryValueForKey("Params");
-                kq::PredicatePtr predicate =
-                    filterWithType(filterType ? *filterType : std::string(), params ? *params : kq::Dictionary());
-                if (!predicate) continue;
-                filterCache.emplace(*filter, predicate);
-                predicates.push_back(std::move(predicate));
+                const std::string typeText = filterType ? *filterType : std::string();
+                const kq::Dictionary noParams;
+                if (auto cached = filterCache.find(*filter); cached != filterCache.end()) {
+                    predicates.push_back(cached->second);
+                } else {
+                    kq::PredicatePtr predicate = filterWithType(typeText, params ? *params : noParams);
+                    if (!predicate) continue;
+                    filterCache.emplace(*filter, predicate);
+                    predicates.push_back(std::move(predicate));
+                }
+                if (std::optional<std::string> text = filterDescription(typeText, params ? *params : noParams))
+                    info.reason.filters.push_back(std::move(*text));
             }
         }
         scanner->setPredicate(kq::Predicate::andPredicateWithSubpredicates(std::move(predicates)));
@@ -101,6 +151,7 @@ const std::vector<std::unique_ptr<KQUFilesScanner>>& KQULeftoversScanner::scanne
         scanner->userInfo().setObject(kTypeKey, kq::Value(*type));
         scanner->setSkipSubdirectoryDescendants(entry->boolValueForKey("SkipSubdirectoryDescendants", false));
         built.push_back(std::move(scanner));
+        entries_.push_back(std::move(info));
     }
     scanners_ = std::move(built);
     return *scanners_;

@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "KQFoundation/Foundation/Bundle.h"
+#include "KQFoundation/Foundation/Log.h"
 
 namespace {
 
@@ -57,6 +58,10 @@ void KQULeftoversScanner::stop() {
 }
 
 const std::vector<std::string>& KQULeftoversScanner::installedApplicationIdentifiers() {
+    return collectIdentifiers(true);
+}
+
+const std::vector<std::string>& KQULeftoversScanner::collectIdentifiers(bool reportProgress) {
     if (installedApplicationIdentifiers_) return *installedApplicationIdentifiers_;
 
     std::vector<std::string> identifiers;
@@ -66,8 +71,14 @@ const std::vector<std::string>& KQULeftoversScanner::installedApplicationIdentif
     for (std::size_t i = 0; i < count; ++i) {
         const std::shared_ptr<kq::Bundle> bundle = kq::Bundle::bundleWithURL(installedApplications_[i]);
         if (!bundle || bundle->infoDictionary().empty()) continue;
-        if (const std::string* identifier = bundle->infoDictionary().stringValueForKey("CFBundleIdentifier"))
-            if (seen.insert(*identifier).second) identifiers.push_back(*identifier);
+        if (const std::string* identifier = bundle->infoDictionary().stringValueForKey("CFBundleIdentifier")) {
+            if (!KQUIsUsableBundleIdentifier(*identifier))
+                kq::log("KQULeftoversScanner: ignoring the bundle identifier \"%@\" of %@: it cannot name an application",
+                        *identifier, installedApplications_[i].path());
+            else if (seen.insert(*identifier).second)
+                identifiers.push_back(*identifier);
+        }
+        if (!reportProgress) continue;
         // The index, not i + 1: this phase never reports its own end.
         bundlesCollectorProgress_ = static_cast<double>(i) / static_cast<double>(count);
         updateProgress();
@@ -79,31 +90,71 @@ const std::vector<std::string>& KQULeftoversScanner::installedApplicationIdentif
 void KQULeftoversScanner::updateProgress() { setProgress((scannersProgress_ + bundlesCollectorProgress_) * 0.5); }
 
 void KQULeftoversScanner::performScan() {
-    for (const auto& child : scanners()) {
+    const auto& children = scanners();
+    // Built after the scanners, which collect the identifiers with progress when a filter needs them.
+    if (protectsInstalledSoftware_ && !protection_)
+        protection_ = std::make_unique<KQULeftoversProtection>(collectIdentifiers(false), vendorNames_);
+    for (const auto& child : children) {
         if (stopped()) return;
         const ActiveScannerScope active(*this, child.get());
         child->scan();
     }
 }
 
+std::size_t KQULeftoversScanner::indexOfScanner(const KQUScanner& scanner) const {
+    if (!scanners_) return 0;
+    const auto& children = *scanners_;
+    const auto found = std::find_if(children.begin(), children.end(),
+                                    [&](const auto& child) { return child.get() == &scanner; });
+    return static_cast<std::size_t>(found - children.begin());
+}
+
 void KQULeftoversScanner::filesScannerDidFindItem(KQUFilesScanner& scanner, const kq::URL& item,
                                                   const kq::URL& sourceDirectory) {
-    (void)sourceDirectory;
     if (!leftoversDelegate_) return;
     static const std::string kNoType;
-    const std::string* type = scanner.userInfo().stringValueForKey("Type");
-    leftoversDelegate_->leftoversScannerDidFindItem(*this, item, type ? *type : kNoType);
+    const std::string* typeValue = scanner.userInfo().stringValueForKey("Type");
+    const std::string& type = typeValue ? *typeValue : kNoType;
+    const std::string path = item.path();
+    if (protectsInstalledSoftware_ && protection_) {
+        if (std::optional<std::string> kept = protection_->reasonToKeep(path)) {
+            leftoversDelegate_->leftoversScannerDidKeepItem(*this, item, type, *kept);
+            return;
+        }
+    }
+    KQULeftoverReason reason;
+    if (const std::size_t index = indexOfScanner(scanner); index < entries_.size()) {
+        reason = entries_[index].reason;
+        const std::string folder = sourceDirectory.path();
+        for (const auto& [resolved, written] : entries_[index].folders)
+            if (resolved == folder) reason.sourceDirectory = written;
+    } else {
+        reason.type = type;
+    }
+    const std::optional<std::string> owner = KQULeftoversProtection::containerIdentifier(path);
+    reason.application = owner ? *owner : KQUApplicationIdentifierForLeftoverName(item.lastPathComponent());
+    currentReason_ = &reason;
+    struct Reset {
+        const KQULeftoverReason*& slot;
+        ~Reset() { slot = nullptr; }
+    } reset{currentReason_};
+    leftoversDelegate_->leftoversScannerDidFindItem(*this, item, type);
 }
 
 void KQULeftoversScanner::scannerDidReachProgress(KQUScanner& scanner, double progress) {
     if (!scanners_ || scanners_->empty()) return;
-    const auto& children = *scanners_;
-    const auto found = std::find_if(children.begin(), children.end(),
-                                    [&](const auto& child) { return child.get() == &scanner; });
-    if (found == children.end()) return;
-    const auto index = static_cast<double>(found - children.begin());
-    scannersProgress_ = (progress + index) / static_cast<double>(children.size());
+    const std::size_t index = indexOfScanner(scanner);
+    if (index >= scanners_->size()) return;
+    scannersProgress_ = (progress + static_cast<double>(index)) / static_cast<double>(scanners_->size());
     updateProgress();
+}
+
+std::string KQULeftoverReason::description() const {
+    std::string text = "knowledge-base entry " + std::to_string(entryIndex) + " (" + type;
+    if (!sourceDirectory.empty()) text += " in " + sourceDirectory;
+    text += ")";
+    for (std::size_t i = 0; i < filters.size(); ++i) text += (i == 0 ? ": " : " AND ") + filters[i];
+    return text;
 }
 
 void KQULeftoversScanner::scannerWillStart(KQUScanner& scanner) {

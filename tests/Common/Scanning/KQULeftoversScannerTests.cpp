@@ -11,6 +11,7 @@
 
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
 #include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -74,9 +75,15 @@ TEST_F(KQULeftoversScannerTests, IdentifierFilterKeepsWhatBelongsToInstalledAppl
     const kq::Array knowledgeBase{
         entry("Caches", {tmp / "Caches"},
               {filter("InstalledApplicationIdentifiers", "NOT lastPathComponent BEGINSWITH[c] %@")})};
-    KQULeftoversScanner scanner({application("Editor", "com.example.Editor"), application("Other", "org.example.Other"),
-                                 kq::URL::fileURLWithPath(tmp / "NotABundle.app", true)},
-                                knowledgeBase);
+    const kq::URL editor = application("Editor", "com.example.Editor");
+    const kq::URL sameIdentifier = application("Editor Copy", "com.example.Editor");
+    // Identifiers that cannot name an application would "begin" every name.
+    const kq::URL empty = application("Empty", "");
+    const kq::URL oneWord = application("OneWord", "Tool");
+    const std::vector<kq::URL> apps{editor, application("Other", "org.example.Other"), empty, oneWord,
+                                    kq::URL::fileURLWithPath(tmp / "NotABundle.app", true), sameIdentifier};
+    kq::LogCapture logs;
+    KQULeftoversScanner scanner(apps, knowledgeBase);
     LeftoverLog log;
     scanner.setDelegate(&log);
     scanner.scan();
@@ -84,6 +91,49 @@ TEST_F(KQULeftoversScannerTests, IdentifierFilterKeepsWhatBelongsToInstalledAppl
     EXPECT_EQ(scanner.installedApplicationIdentifiers(),
               (std::vector<std::string>{"com.example.Editor", "org.example.Other"}));
     EXPECT_TRUE(log.finished);
+    std::string logged;
+    for (const std::string& line : logs.lines()) logged += line + "\n";
+    EXPECT_NE(logged.find("\"\" of " + empty.path()), std::string::npos) << logged;
+    EXPECT_NE(logged.find("\"Tool\" of " + oneWord.path()), std::string::npos) << logged;
+
+    // Either copy of an application alone still protects its files.
+    for (const kq::URL& copy : {editor, sameIdentifier}) {
+        KQULeftoversScanner one({copy}, knowledgeBase);
+        LeftoverLog oneLog;
+        one.setDelegate(&oneLog);
+        one.scan();
+        EXPECT_EQ(oneLog.items, (std::vector<std::string>{"Caches com.example.Gone", "Caches org.example.Other"}));
+    }
+}
+
+TEST_F(KQULeftoversScannerTests, EveryItemCarriesTheEntryAndFiltersThatFoundIt) {
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
+    tmp.writeFile("Mac/Users/u/Library/Caches/com.example.Gone.helper/db");
+    const kq::Array knowledgeBase{
+        entry("Logs", {"~/Library/Logs"}),
+        entry("Caches", {"/Library/Caches", "~/Library/Caches"},
+              {filter("Predicate", "lastPathComponent CONTAINS '.'"), filter("NoSuchFilter", "TRUEPREDICATE"),
+               filter("InstalledApplicationIdentifiers", "NOT lastPathComponent BEGINSWITH[c] %@")})};
+    KQULeftoversScanner scanner({}, knowledgeBase);
+    struct ReasonLog : LeftoverLog {
+        std::vector<KQULeftoverReason> reasons;
+        void leftoversScannerDidFindItem(KQULeftoversScanner& s, const kq::URL& item, const std::string& type) override {
+            ASSERT_NE(s.currentReason(), nullptr);
+            reasons.push_back(*s.currentReason());
+            LeftoverLog::leftoversScannerDidFindItem(s, item, type);
+        }
+    } log;
+    scanner.setDelegate(&log);
+    scanner.scan();
+    ASSERT_EQ(log.reasons.size(), 1u);
+    const KQULeftoverReason& reason = log.reasons[0];
+    EXPECT_EQ(reason.entryIndex, 1u);
+    EXPECT_EQ(reason.sourceDirectory, "~/Library/Caches");
+    EXPECT_EQ(reason.application, "com.example.Gone");
+    EXPECT_EQ(reason.description(),
+              "knowledge-base entry 1 (Caches in ~/Library/Caches): lastPathComponent CONTAINS '.' AND "
+              "NOT lastPathComponent BEGINSWITH[c] <each installed identifier>");
+    EXPECT_EQ(scanner.currentReason(), nullptr);
 }
 
 TEST_F(KQULeftoversScannerTests, WildcardsInIdentifiersAreLiteralForCaseInsensitiveLike) {
@@ -150,14 +200,24 @@ TEST_F(KQULeftoversScannerTests, EqualFilterDictionariesAreBuiltOnce) {
     EXPECT_EQ(scanner.built, 2);
 }
 
-TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayout) {
+TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayoutAndStayInsideIt) {
     kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
-    const kq::Array knowledgeBase{entry("T", {"~/Library/Caches", "/Library/Caches", "~/Library/Caches"})};
+    tmp.writeFile("Outside/secret");
+    const kq::Array knowledgeBase{entry("T", {"~/Library/Caches", "/Library/Caches", "~/Library/Caches",
+                                              "/Library/../Library/Logs", "/../Outside", "/../../../../../../Outside",
+                                              "~/../../../Outside", "Outside", "../Outside", ""})};
+    kq::LogCapture logs;
     KQULeftoversScanner scanner({}, knowledgeBase);
     const auto& folders = scanner.scanners().at(0)->sourceDirectories();
-    ASSERT_EQ(folders.size(), 2u);
+    ASSERT_EQ(folders.size(), 3u);
     EXPECT_EQ(folders[0].path(), tmp / "Mac/Users/u/Library/Caches");
     EXPECT_EQ(folders[1].path(), tmp / "Mac/Library/Caches");
+    EXPECT_EQ(folders[2].path(), tmp / "Mac/Library/Logs");
+    EXPECT_EQ(logs.lines().size(), 6u);
+    LeftoverLog log;
+    scanner.setDelegate(&log);
+    scanner.scan();
+    EXPECT_TRUE(log.items.empty());
 }
 
 TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {

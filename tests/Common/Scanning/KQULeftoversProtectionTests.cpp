@@ -1,0 +1,189 @@
+// The second pass over what the knowledge base reports: files of software that
+// is still installed, although their names tie them to no installed application.
+#include "KQFoundation/KQULeftoversProtection.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "KQFoundation/KQULeftoversScanner.h"
+#include "KQFoundation/System/FileSystemLayout.h"
+#include "Support/TemporaryDirectory.h"
+
+namespace {
+
+std::string plist(const std::string& body) {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + body + "</dict></plist>\n";
+}
+std::string identifierPlist(const std::string& identifier) {
+    return plist("<key>CFBundleIdentifier</key><string>" + identifier + "</string>");
+}
+
+class Collector : public KQULeftoversScannerDelegate {
+public:
+    std::set<std::string> reported;                // paths relative to the root
+    std::map<std::string, std::string> kept;       // path -> reason
+    std::map<std::string, std::string> applications;
+    explicit Collector(std::string root) : root_(std::move(root) + "/") {}
+    void leftoversScannerDidFindItem(KQULeftoversScanner& scanner, const kq::URL& item, const std::string&) override {
+        reported.insert(relative(item));
+        applications[relative(item)] = scanner.currentReason()->application;
+    }
+    void leftoversScannerDidKeepItem(KQULeftoversScanner&, const kq::URL& item, const std::string&,
+                                     const std::string& reason) override {
+        kept[relative(item)] = reason;
+    }
+
+private:
+    std::string relative(const kq::URL& item) const { return item.path().substr(root_.size()); }
+    std::string root_;
+};
+
+class KQULeftoversProtectionTests : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
+    }
+    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
+
+    kq::URL install(const std::string& bundle, const std::string& identifier) const {
+        tmp.writeFile("Mac/" + bundle + "/Contents/Info.plist", identifierPlist(identifier));
+        return kq::URL::fileURLWithPath(tmp / ("Mac/" + bundle), true);
+    }
+
+    /// Every item of the folders, filtered by the installed identifiers only.
+    Collector scan(const std::vector<kq::URL>& applications, bool protect = true) {
+        kq::Array folders;
+        for (const char* folder : {"~/Library/Preferences", "~/Library/Caches", "~/Library/Containers",
+                                   "~/Library/Group Containers", "/Library/LaunchAgents", "/Library/LaunchDaemons"})
+            folders.emplace_back(folder);
+        const kq::Array knowledgeBase{
+            kq::Dictionary{{"VendorWideNames",
+                            kq::Array{kq::Dictionary{{"Vendor", "com.microsoft"},
+                                                     {"Patterns", kq::Array{kq::Value("com.microsoft.office.*"),
+                                                                            kq::Value("com.microsoft.autoupdate*")}}}}}},
+            kq::Dictionary{{"Type", "T"},
+                           {"SourceDirectories", folders},
+                           {"SkipSubdirectoryDescendants", true},
+                           {"Filters", kq::Array{kq::Dictionary{
+                                           {"Type", "InstalledApplicationIdentifiers"},
+                                           {"Params", kq::Dictionary{{"Format", "NOT (lastPathComponent BEGINSWITH[c] %@)"}}}}}}}};
+        KQULeftoversScanner scanner(applications, knowledgeBase);
+        scanner.setProtectsInstalledSoftware(protect);
+        Collector collector(tmp / "Mac");
+        scanner.setDelegate(&collector);
+        scanner.scan();
+        return collector;
+    }
+
+    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
+    kqtest::TemporaryDirectory tmp;
+};
+
+TEST(LeftoverNamesTests, UsableIdentifiersAndOwners) {
+    for (const char* usable : {"com.example.Editor", "a.b"}) EXPECT_TRUE(KQUIsUsableBundleIdentifier(usable)) << usable;
+    for (const char* unusable : {"", "Editor", ".", ".hidden", "com.", "com example.x"})
+        EXPECT_FALSE(KQUIsUsableBundleIdentifier(unusable)) << unusable;
+
+    const std::map<std::string, std::string> owners{
+        {"com.example.Editor", "com.example.Editor"},
+        {"com.example.Editor.plist", "com.example.Editor"},
+        {"com.example.Editor.ShareExtension", "com.example.Editor"},
+        {"group.com.example.Editor", "com.example.Editor"},
+        {"net.example.Drift.0A1B2C3D-1111.plist", "net.example.Drift"},
+        {"com.example.plist", "com.example"},
+        {"Editor", "Editor"},
+    };
+    for (const auto& [name, owner] : owners) EXPECT_EQ(KQUApplicationIdentifierForLeftoverName(name), owner) << name;
+}
+
+TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
+    const std::string home = "Users/u/Library/";
+    const kq::URL excel = install("Applications/Excel.app", "com.microsoft.Excel");
+    install("Library/PreferencePanes/Pane.prefPane", "com.example.Pane");
+    install("Library/Application Support/Example/Tools/1.0/SupportTool.app", "com.example.SupportTool");
+    tmp.writeFile("Mac/usr/local/bin/tool");
+    tmp.writeFile("Mac/opt/homebrew/Cellar/postgresql/16/bin/postgres");
+    tmp.writeFile("outside/bin/tool");
+
+    const std::map<std::string, std::string> kept{
+        // Vendor-wide while Excel is installed: proper prefixes and the explicit patterns.
+        {home + "Group Containers/group.com.microsoft", ""},
+        {home + "Caches/com.microsoft", ""},
+        {home + "Preferences/com.microsoft.office.licensingV2.plist", ""},
+        {"Library/LaunchDaemons/com.microsoft.autoupdate.helper.plist", ""},
+        // Launch jobs whose program is installed.
+        {"Library/LaunchDaemons/org.example.tool.plist", plist("<key>Program</key><string>/usr/local/bin/tool</string>")},
+        {"Library/LaunchAgents/org.example.args.plist",
+         plist("<key>ProgramArguments</key><array><string>/usr/local/bin/tool</string><string>-x</string></array>")},
+        {"Library/LaunchDaemons/homebrew.mxcl.postgresql.plist", ""},
+        // Named after a preference pane and an application in Application Support.
+        {home + "Preferences/com.example.Pane.plist", ""},
+        {home + "Caches/com.example.SupportTool", ""},
+        // A container is whose its metadata says, whatever its folder is called.
+        {home + "Containers/com.example.Renamed/" + ".com.apple.containermanagerd.metadata.plist",
+         plist("<key>MCMMetadataIdentifier</key><string>com.microsoft.Excel</string>")},
+    };
+    const std::map<std::string, std::string> reported{
+        // Another application of the same vendor, and a vendor with nothing installed.
+        {home + "Preferences/com.microsoft.Word.plist", ""},
+        {"Library/LaunchAgents/com.google.keystone.agent.plist", ""},
+        {"Library/LaunchDaemons/org.example.gone.plist",
+         plist("<key>ProgramArguments</key><array><string>/usr/local/bin/gone</string></array>")},
+        // "/.." cannot reach a program outside the inspected tree.
+        {"Library/LaunchDaemons/org.example.escape.plist",
+         plist("<key>Program</key><string>/../outside/bin/tool</string>")},
+        {"Library/LaunchDaemons/homebrew.mxcl.redis.plist", ""},
+        {home + "Containers/com.example.Other/.com.apple.containermanagerd.metadata.plist",
+         plist("<key>MCMMetadataIdentifier</key><string>com.example.Gone</string>")},
+    };
+    std::set<std::string> keptItems, reportedItems;
+    for (const auto* table : {&kept, &reported})
+        for (const auto& [path, contents] : *table) {
+            tmp.writeFile("Mac/" + path, contents);
+            const bool inContainer = path.find("/Containers/") != std::string::npos;
+            const std::string item = inContainer ? path.substr(0, path.rfind('/')) : path;
+            (table == &kept ? keptItems : reportedItems).insert(item);
+        }
+
+    const Collector protectedScan = scan({excel});
+    EXPECT_EQ(protectedScan.reported, reportedItems);
+    std::set<std::string> keptPaths;
+    for (const auto& [path, reason] : protectedScan.kept) keptPaths.insert(path);
+    EXPECT_EQ(keptPaths, keptItems);
+    EXPECT_NE(protectedScan.kept.at("Library/LaunchDaemons/org.example.tool.plist").find("/usr/local/bin/tool"),
+              std::string::npos);
+    EXPECT_EQ(protectedScan.applications.at(home + "Containers/com.example.Other"), "com.example.Gone")
+        << "grouped by the metadata's identifier";
+
+    // The base rules alone report all of it but what Excel's own identifier covers.
+    const Collector baseOnly = scan({excel}, false);
+    EXPECT_TRUE(baseOnly.kept.empty());
+    EXPECT_TRUE(baseOnly.reported.count(home + "Group Containers/group.com.microsoft"));
+    EXPECT_TRUE(baseOnly.reported.count("Library/LaunchDaemons/org.example.tool.plist"));
+
+    // With the vendor's last application gone, its vendor-wide files are leftovers.
+    const Collector withoutExcel = scan({});
+    EXPECT_TRUE(withoutExcel.reported.count(home + "Group Containers/group.com.microsoft"));
+    EXPECT_TRUE(withoutExcel.reported.count(home + "Preferences/com.microsoft.office.licensingV2.plist"));
+    EXPECT_TRUE(withoutExcel.reported.count(home + "Containers/com.example.Renamed"));
+}
+
+TEST_F(KQULeftoversProtectionTests, BuiltInKnowledgeBaseProtectsVendorWideFiles) {
+    const std::string home = "Users/u/Library/";
+    for (const char* path : {"Group Containers/group.com.microsoft/x", "Preferences/com.microsoft.office.licensingV2.plist",
+                             "Preferences/com.microsoft.Word.plist", "Caches/com.google.Keystone/x"})
+        tmp.writeFile("Mac/" + home + path);
+    KQULeftoversScanner scanner({install("Applications/Excel.app", "com.microsoft.Excel"),
+                                 install("Applications/Chrome.app", "com.google.Chrome")});
+    Collector collector(tmp / "Mac");
+    scanner.setDelegate(&collector);
+    scanner.scan();
+    EXPECT_EQ(collector.reported, std::set<std::string>{home + "Preferences/com.microsoft.Word.plist"});
+    EXPECT_EQ(collector.kept.size(), 3u);
+}
+
+}  // namespace
