@@ -214,6 +214,11 @@ struct TrashOutcome {
 
 bool confirmTrash(const LeftoversOptions& options, std::size_t count) {
     if (options.yes) return true;
+    if (options.json) {
+        // stdout holds one document for a program; there is nobody to show the list to.
+        std::fprintf(stderr, "kqu: nothing was moved to the trash: with --json, --trash needs --yes\n");
+        return false;
+    }
     if (isatty(STDIN_FILENO) != 1) {
         std::fprintf(stderr, "kqu: nothing was moved to the trash: stdin is not a terminal to ask on (add --yes)\n");
         return false;
@@ -336,7 +341,8 @@ const kqu::CommandRegistration registration{kqu::Command{
                      "One JSON document on stdout: {\"items\":[{\"type\",\"path\",\"reason\",\"size\","
                      "\"application\"}...], \"kept\":[...]} (with --trash also \"moved\" and \"notMoved\")");
         app.add_flag("--trash", options->trash,
-                     "After listing, ask, then move the leftovers to the trash (never deletes, never copies)");
+                     "After listing, ask, then move the leftovers to the trash (never deletes, never copies); "
+                     "exit 1 when not confirmed");
         app.add_flag("--yes", options->yes, "With --trash: do not ask");
         return [options] { return runLeftovers(*options); };
     }}};

@@ -112,8 +112,10 @@ const std::vector<std::unique_ptr<KQUFilesScanner>>& KQULeftoversScanner::scanne
 
     entries_.clear();
     vendorNames_ = KQULeftoversProtection::vendorNamesInKnowledgeBase(document);
-    for (std::size_t index = 0; index < document.size(); ++index) {
-        const kq::Dictionary* entry = document[index].asDictionary();
+    std::size_t position = 0;
+    for (const kq::Value& entryValue : document) {
+        const std::size_t index = position++;
+        const kq::Dictionary* entry = entryValue.asDictionary();
         if (!entry) continue;
         const std::string* type = entry->stringValueForKey(kTypeKey);
         if (!type || type->empty()) continue;

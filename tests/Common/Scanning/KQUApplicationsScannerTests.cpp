@@ -79,23 +79,23 @@ protected:
     ScannerWithProfilerList scanner;
 };
 
-TEST_F(KQUApplicationsScannerTests, WalkFindsApplicationsIncludingChildrenButSkipsListedFolders) {
-    scanner.setShouldSkipSystemProfiler(true);
-    scanner.scan();
-    EXPECT_EQ(log.sorted(), (std::vector<std::string>{"/Applications/Editor.app",
-                                                      "/Applications/Editor.app/Contents/Helpers/Editor Helper.app",
-                                                      "/Users/jane/Downloads/Viewer.APP"}));
-    EXPECT_EQ(scanner.progress(), 1.0);
-    EXPECT_TRUE(log.finished);
-    EXPECT_EQ(scanner.profilerCalls, 0);
-}
-
-TEST_F(KQUApplicationsScannerTests, ChildApplicationsCanBeSkippedWhileTheParentIsStillReported) {
-    scanner.setShouldSkipSystemProfiler(true);
-    scanner.setShouldSkipChildApplications(true);
-    scanner.scan();
-    EXPECT_EQ(log.sorted(),
-              (std::vector<std::string>{"/Applications/Editor.app", "/Users/jane/Downloads/Viewer.APP"}));
+TEST_F(KQUApplicationsScannerTests, WalkFindsApplicationsAndChildrenUnlessToldNotToButSkipsListedFolders) {
+    const std::vector<std::string> parents{"/Applications/Editor.app", "/Users/jane/Downloads/Viewer.APP"};
+    for (const bool skipChildren : {false, true}) {
+        ApplicationLog walk{tmp.path() + "/root"};
+        ScannerWithProfilerList scanner;
+        scanner.setDelegate(&walk);
+        scanner.setShouldSkipSystemProfiler(true);
+        scanner.setShouldSkipChildApplications(skipChildren);
+        scanner.scan();
+        std::vector<std::string> expected = parents;
+        // The parent is still reported when its insides are skipped.
+        if (!skipChildren) expected.insert(expected.begin() + 1, "/Applications/Editor.app/Contents/Helpers/Editor Helper.app");
+        EXPECT_EQ(walk.sorted(), expected) << skipChildren;
+        EXPECT_EQ(scanner.progress(), 1.0);
+        EXPECT_TRUE(walk.finished);
+        EXPECT_EQ(scanner.profilerCalls, 0);
+    }
 }
 
 TEST_F(KQUApplicationsScannerTests, ProgressGivesNineTenthsToTheWalkAndTheRestToTheProfiler) {
