@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "LowercasedText.h"
+#include "PathInside.h"
 #include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
@@ -42,11 +43,6 @@ bool globMatches(std::string_view pattern, std::string_view text) {
     }
     while (p < pattern.size() && pattern[p] == '*') ++p;
     return p == pattern.size();
-}
-
-bool isInside(std::string_view path, std::string_view folder) {
-    if (folder == "/") return !path.empty() && path.front() == '/';
-    return path == folder || (startsWith(path, folder) && path.size() > folder.size() && path[folder.size()] == '/');
 }
 
 std::optional<std::string> usableIdentifierOfBundle(const std::string& path) {
@@ -135,7 +131,8 @@ std::vector<KQULeftoversProtection::VendorNames> KQULeftoversProtection::vendorN
             const std::string* name = vendor ? vendor->stringValueForKey("Vendor") : nullptr;
             const kq::Array* patterns = vendor ? vendor->arrayValueForKey("Patterns") : nullptr;
             if (!name || !KQUIsUsableBundleIdentifier(*name) || !patterns) {
-                kq::log("KQULeftoversScanner: a VendorWideNames item without a usable \"Vendor\" or \"Patterns\" is ignored");
+                kq::log("KQULeftoversScanner: ignoring a VendorWideNames item without a usable \"Vendor\" or "
+                        "\"Patterns\"");
                 continue;
             }
             VendorNames names{lowercased(*name), {}};
@@ -209,7 +206,8 @@ std::optional<std::string> KQULeftoversProtection::keptByLaunchProgram(const std
     const kq::FileSystemLayout& layout = *kq::FileSystemLayout::current();
     // Lexically resolved, so that "/../.." cannot reach outside the inspected tree.
     const std::string resolved = kq::stringByStandardizingPath(layout.resolve(*program));
-    if (!isInside(resolved, layout.root()) || !kq::FileManager::defaultManager().fileExistsAtPath(resolved))
+    if (!kq::scanning::isPathInside(resolved, layout.root()) ||
+        !kq::FileManager::defaultManager().fileExistsAtPath(resolved))
         return std::nullopt;
     return "its program " + *program + " is installed";
 }

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <unordered_map>
 
+#include "PathInside.h"
 #include "KQFoundation/KQULeftoversScanner.h"
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
 #include "KQFoundation/Foundation/Bundle.h"
@@ -51,12 +52,6 @@ bool containsIgnoringASCIICase(std::string_view text, std::string_view needle) {
            }) != text.end();
 }
 
-bool isInside(std::string_view path, std::string_view folder) {
-    if (folder == "/") return !path.empty() && path.front() == '/';
-    return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
-           (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
 /// A folder of the knowledge base as a path on this machine, or nullopt (with
 /// a log line) when it is relative or its ".." reach outside the inspected
 /// tree: a knowledge base must never list the host's own files.
@@ -67,7 +62,7 @@ std::optional<std::string> resolvedSourceDirectory(const kq::FileSystemLayout& l
         return std::nullopt;
     }
     std::string resolved = kq::stringByStandardizingPath(layout.resolveResourcePath(written));
-    if (!isInside(resolved, layout.root()) && !isInside(resolved, layout.home())) {
+    if (!kq::scanning::isPathInside(resolved, layout.root()) && !kq::scanning::isPathInside(resolved, layout.home())) {
         kq::log("KQULeftoversScanner: skipping the source folder \"%@\": it resolves to %@, outside %@", written,
                 resolved, layout.root());
         return std::nullopt;

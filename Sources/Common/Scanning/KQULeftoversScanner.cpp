@@ -73,7 +73,8 @@ const std::vector<std::string>& KQULeftoversScanner::collectIdentifiers(bool rep
         if (!bundle || bundle->infoDictionary().empty()) continue;
         if (const std::string* identifier = bundle->infoDictionary().stringValueForKey("CFBundleIdentifier")) {
             if (!KQUIsUsableBundleIdentifier(*identifier))
-                kq::log("KQULeftoversScanner: ignoring the bundle identifier \"%@\" of %@: it cannot name an application",
+                kq::log("KQULeftoversScanner: ignoring the bundle identifier \"%@\" of %@: it cannot name an "
+                        "application",
                         *identifier, installedApplications_[i].path());
             else if (seen.insert(*identifier).second)
                 identifiers.push_back(*identifier);

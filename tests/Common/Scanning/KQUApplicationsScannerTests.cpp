@@ -90,7 +90,8 @@ TEST_F(KQUApplicationsScannerTests, WalkFindsApplicationsAndChildrenUnlessToldNo
         scanner.scan();
         std::vector<std::string> expected = parents;
         // The parent is still reported when its insides are skipped.
-        if (!skipChildren) expected.insert(expected.begin() + 1, "/Applications/Editor.app/Contents/Helpers/Editor Helper.app");
+        if (!skipChildren)
+            expected.insert(expected.begin() + 1, "/Applications/Editor.app/Contents/Helpers/Editor Helper.app");
         EXPECT_EQ(walk.sorted(), expected) << skipChildren;
         EXPECT_EQ(scanner.progress(), 1.0);
         EXPECT_TRUE(walk.finished);

@@ -56,21 +56,21 @@ protected:
 
     /// Every item of the folders, filtered by the installed identifiers only.
     Collector scan(const std::vector<kq::URL>& applications, bool protect = true) {
+        const kq::Array patterns{kq::Value("com.microsoft.office.*"), kq::Value("com.microsoft.autoupdate*")};
+        const kq::Dictionary identifierFilter{
+            {"Type", "InstalledApplicationIdentifiers"},
+            {"Params", kq::Dictionary{{"Format", "NOT (lastPathComponent BEGINSWITH[c] %@)"}}}};
         kq::Array folders;
         for (const char* folder : {"~/Library/Preferences", "~/Library/Caches", "~/Library/Containers",
                                    "~/Library/Group Containers", "/Library/LaunchAgents", "/Library/LaunchDaemons"})
             folders.emplace_back(folder);
         const kq::Array knowledgeBase{
-            kq::Dictionary{{"VendorWideNames",
-                            kq::Array{kq::Dictionary{{"Vendor", "com.microsoft"},
-                                                     {"Patterns", kq::Array{kq::Value("com.microsoft.office.*"),
-                                                                            kq::Value("com.microsoft.autoupdate*")}}}}}},
+            kq::Dictionary{
+                {"VendorWideNames", kq::Array{kq::Dictionary{{"Vendor", "com.microsoft"}, {"Patterns", patterns}}}}},
             kq::Dictionary{{"Type", "T"},
                            {"SourceDirectories", folders},
                            {"SkipSubdirectoryDescendants", true},
-                           {"Filters", kq::Array{kq::Dictionary{
-                                           {"Type", "InstalledApplicationIdentifiers"},
-                                           {"Params", kq::Dictionary{{"Format", "NOT (lastPathComponent BEGINSWITH[c] %@)"}}}}}}}};
+                           {"Filters", kq::Array{identifierFilter}}}};
         KQULeftoversScanner scanner(applications, knowledgeBase);
         scanner.setProtectsInstalledSoftware(protect);
         Collector collector(tmp / "Mac");
@@ -116,7 +116,8 @@ TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
         {home + "Preferences/com.microsoft.office.licensingV2.plist", ""},
         {"Library/LaunchDaemons/com.microsoft.autoupdate.helper.plist", ""},
         // Launch jobs whose program is installed.
-        {"Library/LaunchDaemons/org.example.tool.plist", plist("<key>Program</key><string>/usr/local/bin/tool</string>")},
+        {"Library/LaunchDaemons/org.example.tool.plist",
+         plist("<key>Program</key><string>/usr/local/bin/tool</string>")},
         {"Library/LaunchAgents/org.example.args.plist",
          plist("<key>ProgramArguments</key><array><string>/usr/local/bin/tool</string><string>-x</string></array>")},
         {"Library/LaunchDaemons/homebrew.mxcl.postgresql.plist", ""},
@@ -174,8 +175,8 @@ TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
 
 TEST_F(KQULeftoversProtectionTests, BuiltInKnowledgeBaseProtectsVendorWideFiles) {
     const std::string home = "Users/u/Library/";
-    for (const char* path : {"Group Containers/group.com.microsoft/x", "Preferences/com.microsoft.office.licensingV2.plist",
-                             "Preferences/com.microsoft.Word.plist", "Caches/com.google.Keystone/x"})
+    for (const char* path : {"Group Containers/group.com.microsoft/x", "Preferences/com.microsoft.Word.plist",
+                             "Preferences/com.microsoft.office.licensingV2.plist", "Caches/com.google.Keystone/x"})
         tmp.writeFile("Mac/" + home + path);
     KQULeftoversScanner scanner({install("Applications/Excel.app", "com.microsoft.Excel"),
                                  install("Applications/Chrome.app", "com.google.Chrome")});

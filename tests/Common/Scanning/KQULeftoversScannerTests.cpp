@@ -117,7 +117,8 @@ TEST_F(KQULeftoversScannerTests, EveryItemCarriesTheEntryAndFiltersThatFoundIt) 
     KQULeftoversScanner scanner({}, knowledgeBase);
     struct ReasonLog : LeftoverLog {
         std::vector<KQULeftoverReason> reasons;
-        void leftoversScannerDidFindItem(KQULeftoversScanner& s, const kq::URL& item, const std::string& type) override {
+        void leftoversScannerDidFindItem(KQULeftoversScanner& s, const kq::URL& item,
+                                         const std::string& type) override {
             ASSERT_NE(s.currentReason(), nullptr);
             reasons.push_back(*s.currentReason());
             LeftoverLog::leftoversScannerDidFindItem(s, item, type);
@@ -146,7 +147,8 @@ TEST_F(KQULeftoversScannerTests, WildcardsInIdentifiersAreLiteralForCaseInsensit
         {"NOT (lastPathComponent LIKE[cd] %@)", {}},
     };
     for (const auto& [format, expected] : cases) {
-        KQULeftoversScanner scanner({app}, kq::Array{entry("T", {tmp / "Prefs"}, {filter("InstalledApplicationIdentifiers", format)})});
+        const kq::Array knowledgeBase{entry("T", {tmp / "Prefs"}, {filter("InstalledApplicationIdentifiers", format)})};
+        KQULeftoversScanner scanner({app}, knowledgeBase);
         LeftoverLog log;
         scanner.setDelegate(&log);
         scanner.scan();
@@ -217,7 +219,8 @@ TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayoutAndStay
 
 TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
     std::vector<kq::URL> apps;
-    for (int i = 0; i < 4; ++i) apps.push_back(application("App" + std::to_string(i), "com.example.App" + std::to_string(i)));
+    for (int i = 0; i < 4; ++i)
+        apps.push_back(application("App" + std::to_string(i), "com.example.App" + std::to_string(i)));
     const kq::Array knowledgeBase{
         entry("T", {tmp / "Nowhere"}, {filter("InstalledApplicationIdentifiers", "NOT lastPathComponent == %@")})};
     KQULeftoversScanner scanner(apps, knowledgeBase);
