@@ -226,8 +226,10 @@ bool confirmTrash(const LeftoversOptions& options, std::size_t count) {
     std::fprintf(stderr, "Move %zu %s to the trash? [y/N] ", count, count == 1 ? "item" : "items");
     std::fflush(stderr);
     std::string answer;
-    if (!std::getline(std::cin, answer)) return false;
-    return !answer.empty() && (answer.front() == 'y' || answer.front() == 'Y');
+    const bool confirmed = std::getline(std::cin, answer) && !answer.empty() &&
+                           (answer.front() == 'y' || answer.front() == 'Y');
+    if (!confirmed) std::fprintf(stderr, "kqu: nothing was moved to the trash\n");
+    return confirmed;
 }
 
 /// Every item is tried; one inside a folder already moved went with it.
