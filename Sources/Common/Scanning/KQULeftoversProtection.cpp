@@ -213,7 +213,8 @@ std::optional<std::string> KQULeftoversProtection::keptByLaunchProgram(const std
 }
 
 std::optional<std::string> KQULeftoversProtection::keptByName(std::string_view name, bool includeApplications) const {
-    const std::string lower = lowercased(name);
+    std::string lower = lowercased(name);
+    if (startsWith(lower, "group.")) lower.erase(0, 6);  // group containers carry the identifier after it
     for (std::size_t i = includeApplications ? 0 : applicationCount_; i < installed_.size(); ++i)
         if (startsWith(lower, lowercased(installed_[i].identifier)))
             return "it belongs to the installed " + installed_[i].description + " (" + installed_[i].identifier + ")";

@@ -123,6 +123,7 @@ TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
         {"Library/LaunchDaemons/homebrew.mxcl.postgresql.plist", ""},
         // Named after a preference pane and an application in Application Support.
         {home + "Preferences/com.example.Pane.plist", ""},
+        {home + "Group Containers/group.com.example.Pane", ""},
         {home + "Caches/com.example.SupportTool", ""},
         // A container is whose its metadata says, whatever its folder is called.
         {home + "Containers/com.example.Renamed/" + ".com.apple.containermanagerd.metadata.plist",
