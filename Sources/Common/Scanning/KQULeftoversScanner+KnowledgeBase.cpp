@@ -10,6 +10,7 @@
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/System/FileManager.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 
@@ -52,6 +53,53 @@ bool containsIgnoringASCIICase(std::string_view text, std::string_view needle) {
            }) != text.end();
 }
 
+bool isInsideLayout(const kq::FileSystemLayout& layout, std::string_view path) {
+    return kq::scanning::isPathInside(path, layout.root()) || kq::scanning::isPathInside(path, layout.home());
+}
+
+/// Whether a symbolic link below the root (or the home) leads the folder
+/// outside them, followed the way the walker will (an absolute target is a
+/// path of this machine). A copied or mounted Mac can hold links to
+/// "/Volumes/..." or "/private/..." that would be the host's own folders here.
+/// Returns where such a link leads.
+std::optional<std::string> linkTargetOutsideLayout(const kq::FileSystemLayout& layout, const std::string& folder) {
+    const kq::FileManager& files = kq::FileManager::defaultManager();
+    std::string current;
+    std::vector<std::string> pending;  // components still to follow, the next one last
+    const auto restartAt = [&](const std::string& path) {
+        // The root and the home are taken as given; only what lies below them is checked.
+        const bool inHome =
+            kq::scanning::isPathInside(path, layout.home()) &&
+            (!kq::scanning::isPathInside(path, layout.root()) || layout.home().size() > layout.root().size());
+        current = inHome ? layout.home() : layout.root();
+        const std::string rest = path.size() > current.size() ? path.substr(current.size()) : std::string();
+        pending.clear();
+        for (const std::string& part : kq::pathComponents(rest))
+            if (part != "/") pending.insert(pending.begin(), part);
+    };
+    restartAt(folder);
+    for (int links = 0; !pending.empty();) {
+        const std::string next = kq::stringByAppendingPathComponent(current, pending.back());
+        pending.pop_back();
+        const std::optional<kq::FileAttributes> attributes = files.attributesOfItemAtPath(next);
+        if (!attributes) return std::nullopt;  // nothing there to walk
+        if (attributes->type != kq::FileType::SymbolicLink) {
+            current = next;
+            continue;
+        }
+        const std::optional<std::string> target = files.destinationOfSymbolicLinkAtPath(next);
+        if (!target || ++links > 40) return next;  // unreadable or a loop: do not go there
+        const bool absolute = !target->empty() && target->front() == '/';
+        std::string resolved = absolute ? *target : kq::stringByAppendingPathComponent(current, *target);
+        for (auto part = pending.rbegin(); part != pending.rend(); ++part)
+            resolved = kq::stringByAppendingPathComponent(resolved, *part);
+        resolved = kq::stringByStandardizingPath(resolved);
+        if (!isInsideLayout(layout, resolved)) return resolved;
+        restartAt(resolved);
+    }
+    return std::nullopt;
+}
+
 /// A folder of the knowledge base as a path on this machine, or nullopt (with
 /// a log line) when it is relative or its ".." reach outside the inspected
 /// tree: a knowledge base must never list the host's own files.
@@ -62,9 +110,14 @@ std::optional<std::string> resolvedSourceDirectory(const kq::FileSystemLayout& l
         return std::nullopt;
     }
     std::string resolved = kq::stringByStandardizingPath(layout.resolveResourcePath(written));
-    if (!kq::scanning::isPathInside(resolved, layout.root()) && !kq::scanning::isPathInside(resolved, layout.home())) {
+    if (!isInsideLayout(layout, resolved)) {
         kq::log("KQULeftoversScanner: skipping the source folder \"%@\": it resolves to %@, outside %@", written,
                 resolved, layout.root());
+        return std::nullopt;
+    }
+    if (std::optional<std::string> outside = linkTargetOutsideLayout(layout, resolved)) {
+        kq::log("KQULeftoversScanner: skipping the source folder \"%@\": a symbolic link leads to %@, outside %@",
+                written, *outside, layout.root());
         return std::nullopt;
     }
     return resolved;

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <map>
 #include <string>
 #include <thread>
@@ -200,17 +201,24 @@ TEST_F(KQULeftoversScannerTests, EqualFilterDictionariesAreBuiltOnce) {
 TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayoutAndStayInsideIt) {
     kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
     tmp.writeFile("Outside/secret");
+    tmp.makeDirectory("Mac/Library/Logs");
+    // A link the walker would follow out of the tree, and one that stays inside it.
+    std::filesystem::create_symlink(tmp / "Outside", tmp / "Mac/Library/Linked");
+    std::filesystem::create_symlink("../../Outside", tmp / "Mac/Library/Up");
+    std::filesystem::create_symlink("Logs", tmp / "Mac/Library/Inside");
     const kq::Array knowledgeBase{entry("T", {"~/Library/Caches", "/Library/Caches", "~/Library/Caches",
-                                              "/Library/../Library/Logs", "/../Outside", "/../../../../../../Outside",
-                                              "~/../../../Outside", "Outside", "../Outside", ""})};
+                                              "/Library/../Library/Logs", "/Library/Inside", "/../Outside",
+                                              "/../../../../../../Outside", "~/../../../Outside", "Outside",
+                                              "../Outside", "", "/Library/Linked", "/Library/Up/x"})};
     kq::LogCapture logs;
     KQULeftoversScanner scanner({}, knowledgeBase);
     const auto& folders = scanner.scanners().at(0)->sourceDirectories();
-    ASSERT_EQ(folders.size(), 3u);
+    ASSERT_EQ(folders.size(), 4u);
     EXPECT_EQ(folders[0].path(), tmp / "Mac/Users/u/Library/Caches");
     EXPECT_EQ(folders[1].path(), tmp / "Mac/Library/Caches");
     EXPECT_EQ(folders[2].path(), tmp / "Mac/Library/Logs");
-    EXPECT_EQ(logs.lines().size(), 6u);
+    EXPECT_EQ(folders[3].path(), tmp / "Mac/Library/Inside");
+    EXPECT_EQ(logs.lines().size(), 8u);
     LeftoverLog log;
     scanner.setDelegate(&log);
     scanner.scan();
