@@ -12,9 +12,12 @@
 // Knowledge-base document (an array of entries, scanned in order):
 //   { "Type": string (entries without one are ignored),
 //     "SourceDirectories": [ "~/Library/Caches", "/Library/Caches" ]  (through the layout),
-//     "Filters": [ { "Type": "Predicate" | "InstalledApplicationIdentifiers",
+//     "Filters": [ { "Type": "Predicate" | "InstalledApplicationIdentifiers" |
+//                            "InstalledApplicationNames" | "InstalledApplicationVendors",
 //                    "Params": { "Format": string, "Variables": dictionary } } ],  (all must pass)
-//     "SkipSubdirectoryDescendants": bool }
+//     "SkipSubdirectoryDescendants": bool,
+//     "MatchBundleIdentifier": bool }  (filters see a bundle as named by its identifier)
+// A "*" component of a source folder stands for every folder there.
 // Folders are written absolute ("/Library/...", resolved under the layout's
 // root) or from the home ("~/..."); relative folders and folders that reach
 // outside the root and the home ("/../..") are skipped with a log line.
@@ -72,6 +75,13 @@ public:
     /// Bundle identifiers of the installed applications, collected on first
     /// call (reporting progress) and kept for the life of the scanner.
     const std::vector<std::string>& installedApplicationIdentifiers();
+    /// Names the installed applications go by (bundle name without ".app",
+    /// CFBundleName, CFBundleExecutable): crash reports are named after them.
+    /// Collected with the identifiers.
+    const std::vector<std::string>& installedApplicationNames();
+    /// The vendor part ("com.example.") of every installed identifier of three
+    /// or more components.
+    std::vector<std::string> installedApplicationVendors();
     /// One files scanner per usable knowledge-base entry, in document order;
     /// built on first call and kept. Throws kq::InvalidArgumentException for
     /// a filter format that does not parse, and when there is no knowledge
@@ -113,6 +123,9 @@ public:
     /// LIKE when the format holds "LIKE[c] %@"); passes everything when no
     /// identifiers are installed.
     kq::PredicatePtr installedApplicationIdentifiersFilterWithParams(const kq::Dictionary& params);
+    /// The same over the installed applications' names and vendors.
+    kq::PredicatePtr installedApplicationNamesFilterWithParams(const kq::Dictionary& params);
+    kq::PredicatePtr installedApplicationVendorsFilterWithParams(const kq::Dictionary& params);
 
     /// Sets progress to the mean of the two phases.
     void updateProgress();
@@ -133,6 +146,7 @@ private:
     std::optional<kq::Array> knowledgeBase_;
     std::vector<kq::URL> installedApplications_;
     std::optional<std::vector<std::string>> installedApplicationIdentifiers_;
+    std::vector<std::string> installedApplicationNames_;
     std::optional<std::vector<std::unique_ptr<KQUFilesScanner>>> scanners_;
     struct EntryInfo {
         KQULeftoverReason reason;  // without sourceDirectory and application

@@ -115,12 +115,34 @@ std::optional<std::string> resolvedSourceDirectory(const kq::FileSystemLayout& l
                 resolved, layout.root());
         return std::nullopt;
     }
-    if (std::optional<std::string> outside = linkTargetOutsideLayout(layout, resolved)) {
-        kq::log("KQULeftoversScanner: skipping the source folder \"%@\": a symbolic link leads to %@, outside %@",
-                written, *outside, layout.root());
-        return std::nullopt;
-    }
     return resolved;
+}
+
+/// A source folder with "*" components ("/private/var/folders/*/*/C"): the
+/// folders that exist there, each "*" standing for any one folder (not a
+/// link, so the expansion stays inside the tree it started in). Other paths
+/// are returned as they are.
+std::vector<std::string> expandWildcardFolders(const std::string& path) {
+    if (path.find('*') == std::string::npos) return {path};
+    const kq::FileManager& fileManager = kq::FileManager::defaultManager();
+    std::vector<std::string> prefixes{path.front() == '/' ? "/" : ""};
+    for (const std::string& component : kq::pathComponents(path)) {
+        if (component == "/") continue;
+        std::vector<std::string> next;
+        for (const std::string& prefix : prefixes) {
+            if (component != "*") {
+                next.push_back(kq::stringByAppendingPathComponent(prefix, component));
+                continue;
+            }
+            for (const std::string& name : fileManager.contentsOfDirectoryAtPath(prefix)) {
+                std::string child = kq::stringByAppendingPathComponent(prefix, name);
+                const auto attributes = fileManager.attributesOfItemAtPath(child);
+                if (attributes && attributes->type == kq::FileType::Directory) next.push_back(std::move(child));
+            }
+        }
+        prefixes = std::move(next);
+    }
+    return prefixes;
 }
 
 /// The entry's folders: resolved path and the text the knowledge base gives.
@@ -132,19 +154,87 @@ std::vector<std::pair<std::string, std::string>> sourceDirectories(const kq::Dic
     for (const kq::Value& path : *paths)
         if (const std::string* text = path.asString())
             if (std::optional<std::string> resolved = resolvedSourceDirectory(*layout, *text))
-                folders.emplace_back(std::move(*resolved), *text);
+                for (std::string& folder : expandWildcardFolders(*resolved)) {
+                    // Links below a "*" are checked one by one, as they are found.
+                    if (std::optional<std::string> outside = linkTargetOutsideLayout(*layout, folder)) {
+                        kq::log("KQULeftoversScanner: skipping the source folder \"%@\" (%@): a symbolic link "
+                                "leads to %@, outside %@",
+                                *text, folder, *outside, layout->root());
+                        continue;
+                    }
+                    folders.emplace_back(std::move(folder), *text);
+                }
     return folders;
 }
 
 /// How a filter reads in a reason; nullopt for filters that are dropped.
 std::optional<std::string> filterDescription(std::string_view type, const kq::Dictionary& params) {
     const std::string* format = params.stringValueForKey("Format");
-    if (!format || (type != "Predicate" && type != "InstalledApplicationIdentifiers")) return std::nullopt;
+    if (!format) return std::nullopt;
+    static const std::vector<std::pair<std::string_view, std::string_view>> kArguments{
+        {"InstalledApplicationIdentifiers", "<each installed identifier>"},
+        {"InstalledApplicationNames", "<each installed application name>"},
+        {"InstalledApplicationVendors", "<each installed vendor>"}};
     if (type == "Predicate") return *format;
-    std::string text = *format;
-    if (const std::size_t at = text.find("%@"); at != std::string::npos)
-        text.replace(at, 2, "<each installed identifier>");
-    return text;
+    for (const auto& [filterType, argument] : kArguments) {
+        if (type != filterType) continue;
+        std::string text = *format;
+        if (const std::size_t at = text.find("%@"); at != std::string::npos) text.replace(at, 2, argument);
+        return text;
+    }
+    return std::nullopt;
+}
+
+/// Judges a bundle as if it were named by the identifier in its Info.plist:
+/// kernel extensions and plug-ins carry product names ("VBoxDrv.kext") that
+/// tie them to nothing, but their identifiers follow their vendor's. Items
+/// without an identifier never pass.
+class BundleIdentifierAsNamePredicate final : public kq::Predicate {
+public:
+    explicit BundleIdentifierAsNamePredicate(kq::PredicatePtr inner) : inner_(std::move(inner)) {}
+
+    bool evaluateWithObject(const kq::Value& object) const override { return inner_->evaluateWithObject(object); }
+    bool evaluateWithObject(const kq::Value& object, const kq::Dictionary& variables) const override {
+        return inner_->evaluateWithObject(object, variables);
+    }
+    bool evaluateWithObject(const kq::URL& object) const override {
+        const std::shared_ptr<kq::Bundle> bundle = kq::Bundle::bundleWithURL(object);
+        const std::optional<std::string> identifier = bundle ? bundle->bundleIdentifier() : std::nullopt;
+        if (!identifier || identifier->empty() || identifier->find('/') != std::string::npos) return false;
+        const std::string folder = kq::stringByDeletingLastPathComponent(object.path());
+        return inner_->evaluateWithObject(kq::URL::fileURLWithPath(kq::stringByAppendingPathComponent(folder, *identifier)));
+    }
+    kq::PredicatePtr predicateWithSubstitutionVariables(const kq::Dictionary& variables) const override {
+        return std::make_shared<BundleIdentifierAsNamePredicate>(inner_->predicateWithSubstitutionVariables(variables));
+    }
+    std::string predicateFormat() const override { return inner_->predicateFormat(); }
+
+private:
+    kq::PredicatePtr inner_;
+};
+
+/// The AND of an entry's filters, judged by bundle identifier when the entry
+/// asks for it ("MatchBundleIdentifier").
+kq::PredicatePtr entryPredicate(const kq::Dictionary& entry, std::vector<kq::PredicatePtr> filters) {
+    kq::PredicatePtr predicate = kq::Predicate::andPredicateWithSubpredicates(std::move(filters));
+    if (!entry.boolValueForKey("MatchBundleIdentifier", false)) return predicate;
+    return std::make_shared<BundleIdentifierAsNamePredicate>(std::move(predicate));
+}
+
+/// The AND of `format` applied to each value, escaped for a plain
+/// case-insensitive LIKE as identifiers are.
+kq::PredicatePtr compoundOverValues(const kq::Dictionary& params, const std::vector<std::string>& values) {
+    const std::string& format = requiredFormat(params);
+    const bool escapeForLike = containsIgnoringASCIICase(format, "LIKE[C] %@");
+    const kq::Dictionary* variables = params.dictioniaryValueForKey("Variables");
+    std::vector<kq::PredicatePtr> predicates;
+    for (const std::string& value : values) {
+        kq::Value argument(escapeForLike ? kq::stringWrappedForLikePredicate(value) : value);
+        kq::PredicatePtr predicate = kq::Predicate::predicateWithFormat(format, {std::move(argument)});
+        if (predicate && variables) predicate = predicate->predicateWithSubstitutionVariables(*variables);
+        if (predicate) predicates.push_back(std::move(predicate));
+    }
+    return kq::Predicate::andPredicateWithSubpredicates(std::move(predicates));
 }
 
 }  // namespace
@@ -196,7 +286,7 @@ const std::vector<std::unique_ptr<KQUFilesScanner>>& KQULeftoversScanner::scanne
                     info.reason.filters.push_back(std::move(*text));
             }
         }
-        scanner->setPredicate(kq::Predicate::andPredicateWithSubpredicates(std::move(predicates)));
+        scanner->setPredicate(entryPredicate(*entry, std::move(predicates)));
         scanner->setDelegate(this);
         scanner->userInfo().setObject(kTypeKey, kq::Value(*type));
         scanner->setSkipSubdirectoryDescendants(entry->boolValueForKey("SkipSubdirectoryDescendants", false));
@@ -212,6 +302,8 @@ kq::PredicatePtr KQULeftoversScanner::filterWithType(std::string_view type, cons
     static const std::unordered_map<std::string_view, Builder> builders{
         {"Predicate", &KQULeftoversScanner::predicateFilterWithParams},
         {"InstalledApplicationIdentifiers", &KQULeftoversScanner::installedApplicationIdentifiersFilterWithParams},
+        {"InstalledApplicationNames", &KQULeftoversScanner::installedApplicationNamesFilterWithParams},
+        {"InstalledApplicationVendors", &KQULeftoversScanner::installedApplicationVendorsFilterWithParams},
     };
     const auto builder = builders.find(type);
     if (builder == builders.end()) return nullptr;
@@ -240,4 +332,12 @@ kq::PredicatePtr KQULeftoversScanner::installedApplicationIdentifiersFilterWithP
         if (predicate) predicates.push_back(std::move(predicate));
     }
     return kq::Predicate::andPredicateWithSubpredicates(std::move(predicates));
+}
+
+kq::PredicatePtr KQULeftoversScanner::installedApplicationNamesFilterWithParams(const kq::Dictionary& params) {
+    return compoundOverValues(params, installedApplicationNames());
+}
+
+kq::PredicatePtr KQULeftoversScanner::installedApplicationVendorsFilterWithParams(const kq::Dictionary& params) {
+    return compoundOverValues(params, installedApplicationVendors());
 }

@@ -5,6 +5,7 @@
 
 #include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 
 namespace {
 
@@ -14,6 +15,19 @@ struct ActiveScannerScope {
     ActiveScannerScope(KQULeftoversScanner& o, KQUFilesScanner* child) : owner(o) { owner.setActiveScanner(child); }
     ~ActiveScannerScope() { owner.setActiveScanner(nullptr); }
 };
+
+/// The names a crash report may carry for the application: its bundle's
+/// name, its display name and its program's name, each once.
+void addApplicationNames(const kq::Bundle& bundle, std::vector<std::string>& names) {
+    const kq::Dictionary& info = bundle.infoDictionary();
+    const std::string* keyed[] = {info.stringValueForKey("CFBundleName"), info.stringValueForKey("CFBundleExecutable")};
+    std::vector<std::string> candidates{kq::stringByDeletingPathExtension(kq::lastPathComponent(bundle.bundlePath()))};
+    for (const std::string* name : keyed)
+        if (name) candidates.push_back(*name);
+    for (std::string& name : candidates)
+        if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end())
+            names.push_back(std::move(name));
+}
 
 }  // namespace
 
@@ -79,6 +93,7 @@ const std::vector<std::string>& KQULeftoversScanner::collectIdentifiers(bool rep
             else if (seen.insert(*identifier).second)
                 identifiers.push_back(*identifier);
         }
+        addApplicationNames(*bundle, installedApplicationNames_);
         if (!reportProgress) continue;
         // The index, not i + 1: this phase never reports its own end.
         bundlesCollectorProgress_ = static_cast<double>(i) / static_cast<double>(count);
@@ -86,6 +101,25 @@ const std::vector<std::string>& KQULeftoversScanner::collectIdentifiers(bool rep
     }
     installedApplicationIdentifiers_ = std::move(identifiers);
     return *installedApplicationIdentifiers_;
+}
+
+const std::vector<std::string>& KQULeftoversScanner::installedApplicationNames() {
+    installedApplicationIdentifiers();
+    return installedApplicationNames_;
+}
+
+std::vector<std::string> KQULeftoversScanner::installedApplicationVendors() {
+    std::vector<std::string> vendors;
+    for (const std::string& identifier : installedApplicationIdentifiers()) {
+        const std::size_t first = identifier.find('.');
+        const std::size_t second = first == std::string::npos ? first : identifier.find('.', first + 1);
+        // "com.example.Editor" -> "com.example."; shorter names have no vendor part.
+        if (first == 0 || second == std::string::npos || second == first + 1 || second + 1 == identifier.size())
+            continue;
+        std::string vendor = identifier.substr(0, second + 1);
+        if (std::find(vendors.begin(), vendors.end(), vendor) == vendors.end()) vendors.push_back(std::move(vendor));
+    }
+    return vendors;
 }
 
 void KQULeftoversScanner::updateProgress() { setProgress((scannersProgress_ + bundlesCollectorProgress_) * 0.5); }

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <string>
 #include <vector>
 
+#include "KQFoundation/Foundation/Bundle.h"
+#include "KQFoundation/Foundation/PropertyList.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/TemporaryDirectory.h"
 
@@ -13,6 +16,11 @@ namespace {
 
 class KQUApplicationComponentsScannerTests : public ::testing::Test {
 protected:
+    // The table of components is read once per process, on first use; this
+    // suite is its only user in the test program and gives it invented entries.
+    static void SetUpTestSuite() { kq::Bundle::setLibraryResourcesPath(KQ_TEST_FIXTURES "/ComponentsResources"); }
+    static void TearDownTestSuite() { kq::Bundle::setLibraryResourcesPath(std::nullopt); }
+
     void SetUp() override {
         kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "root", tmp / "root/Users/jane"));
     }
@@ -47,6 +55,8 @@ TEST_F(KQUApplicationComponentsScannerTests, IdentifierAndNameRulesInPreferences
     tmp.makeDirectory("root/Users/jane/Library/Logs/DiagnosticReports");
     tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash");
     tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/Viewer_2024-01-02.crash");
+    // Growl's row lists its extension with a capital T and never matches.
+    tmp.writeFile("root/Users/jane/Library/Application Support/Growl/Tickets/Editor.growlTicket");
 
     EXPECT_EQ(scan("com.example.editor", "Editor"),
               (std::vector<std::string>{home("Library/Preferences/COM.Example.Editor.plist"),
@@ -77,16 +87,13 @@ TEST_F(KQUApplicationComponentsScannerTests, DownloadsRowTakesOnlyDiskImagesAndP
                                         home("Downloads/com.example.editor.dmg")}));
 }
 
-TEST_F(KQUApplicationComponentsScannerTests, GrowlTicketRowNeverMatchesBecauseOfItsCapitalT) {
-    tmp.writeFile("root/Users/jane/Library/Application Support/Growl/Tickets/Editor.growlTicket");
-    EXPECT_TRUE(scan("com.example.editor", "Editor").empty());
-}
-
 TEST_F(KQUApplicationComponentsScannerTests, ResourcePathsAreAddedAndDuplicatesKept) {
     // The resource lists ~/Library/Caches/ExampleBackup for this identifier;
     // the Caches row finds the same folder by name.
     tmp.makeDirectory("root/Users/jane/Library/Caches/ExampleBackup");
     tmp.writeFile("root/Users/jane/Library/LaunchAgents/org.example.backupclient.scheduler.plist");
+    tmp.writeFile("root/Library/PrivilegedHelperTools/org.example.backupclient.helper");
+    tmp.makeDirectory("root/System/Library/Extensions/ExampleBackup.kext");
     tmp.makeSymlink("root/Users/jane/Library/Application Support/ExampleBackup", "/nowhere");
     tmp.makeDirectory("root/Applications/ExampleBackup.app");
 
@@ -95,10 +102,12 @@ TEST_F(KQUApplicationComponentsScannerTests, ResourcePathsAreAddedAndDuplicatesK
                          // Row 6, then row 8 (the dangling link is an entry of Application Support).
                          home("Library/Caches/ExampleBackup"),
                          home("Library/Application Support/ExampleBackup"),
-                         // The resource's paths that exist, links counted as themselves.
+                         // The resource's paths that exist (local, user, system), links counted as themselves.
+                         root("Library/PrivilegedHelperTools/org.example.backupclient.helper"),
                          home("Library/LaunchAgents/org.example.backupclient.scheduler.plist"),
                          home("Library/Application Support/ExampleBackup"),
                          home("Library/Caches/ExampleBackup"),
+                         root("System/Library/Extensions/ExampleBackup.kext"),
                          // The bundle itself, last.
                          root("Applications/ExampleBackup.app"),
                      }));
@@ -147,6 +156,39 @@ TEST_F(KQUApplicationComponentsScannerTests, ConfigurationFromAppPathLowerCasesT
     auto missing = KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Nowhere/Gone.app"));
     EXPECT_FALSE(missing->bundleID());
     EXPECT_EQ(missing->appName(), "Gone");
+}
+
+// The shipped table: lower-case identifiers (the look-up is exact and the
+// identifier is lower-cased), only the three known keys, and paths that stay
+// inside their Library folder.
+TEST(ApplicationsComponentsResourceTests, EntriesAreWellFormed) {
+    const auto bytes = kq::Bundle::libraryBundle()->dataForResource("ApplicationsComponents", "plist");
+    ASSERT_TRUE(bytes);
+    const auto document = kq::PropertyList::read(*bytes);
+    ASSERT_TRUE(document && document->asDictionary());
+    const kq::Dictionary& table = *document->asDictionary();
+    EXPECT_GE(table.size(), 10u);
+    EXPECT_FALSE(table.dictioniaryValueForKey("org.example.backupclient"));
+    for (const std::string& identifier : table.keys()) {
+        SCOPED_TRACE(identifier);
+        std::string lower = identifier;
+        for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        EXPECT_EQ(identifier, lower);
+        const kq::Dictionary* entry = table.dictioniaryValueForKey(identifier);
+        ASSERT_TRUE(entry);
+        for (const std::string& key : entry->keys()) {
+            EXPECT_TRUE(key == "componentsPathsInLocalLibDirectory" || key == "componentsPathsInUserLibDirectory" ||
+                        key == "componentsPathsInSystemLibDirectory") << key;
+            const kq::Array* paths = entry->arrayValueForKey(key);
+            ASSERT_TRUE(paths && !paths->empty());
+            for (const kq::Value& path : *paths) {
+                const std::string* text = path.asString();
+                ASSERT_TRUE(text);
+                EXPECT_TRUE(!text->empty() && text->front() != '/' && text->front() != '~' &&
+                            text->find("..") == std::string::npos) << *text;
+            }
+        }
+    }
 }
 
 }  // namespace

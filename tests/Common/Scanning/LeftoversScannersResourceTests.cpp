@@ -30,25 +30,33 @@ private:
     std::string root_;
 };
 
+std::string infoPlist(const std::string& identifier, const std::string& extraKeys = "") {
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+           "<key>CFBundleIdentifier</key><string>" + identifier + "</string>" + extraKeys + "</dict></plist>\n";
+}
+
 class LeftoversScannersResourceTests : public ::testing::Test {
 protected:
     void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
 
     Report scan(const std::string& root, const std::string& home, const std::vector<std::string>& applications) {
         kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(root, home));
-        std::vector<kq::URL> urls;
-        for (const std::string& app : applications) urls.push_back(kq::URL::fileURLWithPath(root + "/" + app, true));
-        KQULeftoversScanner scanner(urls);
+        KQULeftoversScanner scanner(applicationURLs(root, applications));
         ReportCollector collector(root);
         scanner.setDelegate(&collector);
         scanner.scan();
         return collector.report;
     }
 
-    void installApplication(const std::string& bundle, const std::string& identifier) const {
-        tmp.writeFile(bundle + "/Contents/Info.plist",
-                      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                      "<key>CFBundleIdentifier</key><string>" + identifier + "</string></dict></plist>\n");
+    static std::vector<kq::URL> applicationURLs(const std::string& root, const std::vector<std::string>& applications) {
+        std::vector<kq::URL> urls;
+        for (const std::string& app : applications) urls.push_back(kq::URL::fileURLWithPath(root + "/" + app, true));
+        return urls;
+    }
+
+    void installApplication(const std::string& bundle, const std::string& identifier,
+                            const std::string& extraKeys = "") const {
+        tmp.writeFile(bundle + "/Contents/Info.plist", infoPlist(identifier, extraKeys));
     }
 
     std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
@@ -74,55 +82,134 @@ TEST_F(LeftoversScannersResourceTests, EveryEntryHasOneOfTheExportedTypes) {
     EXPECT_EQ(used, exported);
 }
 
-TEST_F(LeftoversScannersResourceTests, ReportsLeftoversOfRemovedApplicationsOnly) {
+/// One folder the knowledge base searches: what a removed application left
+/// there (reported with `type`) beside what must stay. Items ending in "/"
+/// are folders; "Name.kext=identifier" is a bundle with that identifier.
+struct Folder {
+    const char* path;  // "~/..." in the home, "/..." under the root
+    const char* type;
+    std::vector<std::string> removed;
+    std::vector<std::string> kept;
+};
+
+// Installed: com.example.Editor ("Editor.app", CFBundleName "Editor Pro",
+// program "EditorCore"). Removed: com.example.Gone, net.example.Old, net.gone.Tool ("Tool").
+const std::vector<Folder> kFolders{
+    // Containers: the installed app and its extension, the system, a UUID-named iOS container.
+    {"~/Library/Containers", kKQUContainerLeftoverType, {"com.example.Gone/"},
+     {"com.example.editor/", "com.example.Editor.ShareExtension/", "com.apple.Notes/",
+      "6F1C2A4E-0B7D-4C59-9E3A-2D8B1F0C7A11/"}},
+    {"~/Library/Group Containers", kKQUContainerLeftoverType, {"group.com.example.Gone/"},
+     {"group.com.example.Editor/", "ABCDE12345.com.example.Gone/", "group.com.apple.notes/"}},
+    // Preferences: property lists only, not the system's short names or dot files.
+    {"~/Library/Preferences", kKQUPreferencesLeftoverType, {"com.example.Gone.plist"},
+     {"com.example.Editor.plist", "com.example.Gone.plist.lockfile", "loginwindow.plist", ".GlobalPreferences.plist",
+      "com.apple.finder.plist"}},
+    {"~/Library/Preferences/ByHost", kKQUPreferencesLeftoverType,
+     {"net.example.Old.0A1B2C3D-1111-2222-3333-444455556666.plist"}, {}},
+    {"/Library/Preferences", kKQUPreferencesLeftoverType, {"net.example.Old.plist"}, {"org.cups.printers.plist"}},
+    {"~/Library/Saved Application State", kKQUSavedStateLeftoverType, {"com.example.Gone.savedState/"},
+     {"com.example.Editor.savedState/"}},
+    {"~/Library/Application Support", kKQUApplicationSupportLeftoverType, {"com.example.Gone/"},
+     {"Old/", "com.apple.TCC/"}},
+    {"/Library/Application Support", kKQUApplicationSupportLeftoverType, {}, {"com.example.Editor/"}},
+    {"~/Library/Caches", kKQUCachesLeftoverType, {"net.example.Old/"}, {"org.swift.swiftpm/", "CloudKit/"}},
+    {"/Library/Caches", kKQUCachesLeftoverType, {"com.example.Gone/"}, {}},
+    {"~/Library/Logs", kKQULogsLeftoverType, {"com.example.Gone.log"}, {"fsck_apfs.log"}},
+    {"/Library/Logs", kKQULogsLeftoverType, {"net.example.Old/"}, {}},
+    {"~/Library/HTTPStorages", kKQUOtherLeftoverType, {"com.example.Gone.binarycookies"}, {}},
+    {"~/Library/WebKit", kKQUOtherLeftoverType, {}, {"com.example.Editor/"}},
+    {"~/Library/LaunchAgents", kKQUOtherLeftoverType, {"net.example.Old.helper.plist"},
+     {"com.example.Editor.helper.plist"}},
+    {"/Library/LaunchDaemons", kKQUOtherLeftoverType, {"net.example.Old.updater.plist"}, {}},
+    {"~/Library/Cookies", kKQUOtherLeftoverType, {"net.gone.Tool.binarycookies"},
+     {"com.example.Editor.binarycookies", "Cookies.binarycookies", "com.apple.Safari.binarycookies"}},
+    // Helpers, receipts and drivers stay while any application of their vendor is installed.
+    {"/Library/PrivilegedHelperTools", kKQUOtherLeftoverType, {"net.gone.Tool.helper"},
+     {"com.example.vmnetd", "com.apple.helper"}},
+    {"/private/var/db/receipts", kKQUOtherLeftoverType, {"net.gone.pkg.Tool.bom", "net.gone.pkg.Tool.plist"},
+     {"com.example.pkg.Editor.bom", "com.apple.pkg.Core.bom", "net.gone.pkg.Tool.txt"}},
+    // Bundles named after a product are judged by their identifier.
+    {"~/Library/Internet Plug-Ins", kKQUOtherLeftoverType, {"ToolPlayer.plugin=net.gone.player"},
+     {"EditorWeb.plugin=com.example.Editor.web", "NoInfo.plugin/"}},
+    {"/Library/Internet Plug-Ins", kKQUOtherLeftoverType, {"Viewer.plugin=net.gone.viewer"},
+     {"QuickLook.plugin=com.apple.quicklook"}},
+    {"/Library/Extensions", kKQUOtherLeftoverType, {"ToolDriver.kext=net.gone.driver"},
+     {"EditorAudio.kext=com.example.audio", "SoftRAID.kext=com.softraid.driver.SoftRAID", "NoInfo.kext/"}},
+    // Crash reports by name: the bundle's, the display name's and the program's.
+    {"~/Library/Logs/DiagnosticReports", kKQULogsLeftoverType,
+     {"Tool_2024-01-02-120000_mac.crash", "Tool-2024-01-02-120000.ips"},
+     {"Editor-2024-01-02-120000.ips", "Editor Pro Helper-2024-01-02-120000.ips", "EditorCore_2024-01-02_mac.crash",
+      "WindowServer-2024-01-02-120000.ips", "launchd-2024-01-02-120000.ips", "Tool.ips",
+      "Tool-2024-01-02-120000.diag", "Retired/"}},
+    {"/Library/Logs/DiagnosticReports", kKQULogsLeftoverType, {"Tool-2024-01-02-120000.ips"},
+     {"Editor_2024-01-02-120000_mac.crash", "Dock-2024-01-02-120000.ips"}},
+    {"/Library/Application Support/CrashReporter", kKQULogsLeftoverType,
+     {"Tool_0A1B2C3D-1111-2222-3333-444455556666.plist"},
+     {"Editor_0A1B2C3D-1111-2222-3333-444455556666.plist", "SubmitDiagInfo.config"}},
+    // Per-user caches and temporary folders, one pair per user.
+    {"/private/var/folders/ab/x1y2/C", kKQUCachesLeftoverType, {"net.gone.Tool/"},
+     {"com.example.Editor/", "com.apple.metal/"}},
+    {"/private/var/folders/cd/z9w8/C", kKQUCachesLeftoverType, {"com.example.Gone/"}, {}},
+    {"/private/var/folders/ab/x1y2/T", kKQUCachesLeftoverType, {"net.gone.Tool.ShipIt/"},
+     {"com.example.Editor.ShipIt/", "TemporaryItems/"}},
+    {"/Users/Shared", kKQUApplicationSupportLeftoverType, {"net.gone.Tool/"},
+     {"com.example.Editor/", "Adobe/", ".localized"}},
+};
+
+TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplicationsOnly) {
     const std::string home = "Users/kim";
-    installApplication("Applications/Editor.app", "com.example.Editor");
-    // Removed: com.example.Gone and net.example.Old. Everything else is kept.
-    for (const char* path : {
-             // Containers: the installed app and its extension, the system, a UUID-named iOS container.
-             "Library/Containers/com.example.Gone/c", "Library/Containers/com.example.editor/c",
-             "Library/Containers/com.example.Editor.ShareExtension/c", "Library/Containers/com.apple.Notes/c",
-             "Library/Containers/6F1C2A4E-0B7D-4C59-9E3A-2D8B1F0C7A11/c",
-             "Library/Group Containers/group.com.example.Gone/c", "Library/Group Containers/group.com.example.Editor/c",
-             "Library/Group Containers/ABCDE12345.com.example.Gone/c", "Library/Group Containers/group.com.apple.notes/c",
-             // Preferences, with ByHost, a lock file and the system's short names.
-             "Library/Preferences/com.example.Gone.plist", "Library/Preferences/com.example.Editor.plist",
-             "Library/Preferences/com.example.Gone.plist.lockfile", "Library/Preferences/loginwindow.plist",
-             "Library/Preferences/.GlobalPreferences.plist", "Library/Preferences/com.apple.finder.plist",
-             "Library/Preferences/ByHost/net.example.Old.0A1B2C3D-1111-2222-3333-444455556666.plist",
-             "Library/Saved Application State/com.example.Gone.savedState/w",
-             "Library/Saved Application State/com.example.Editor.savedState/w",
-             "Library/Application Support/com.example.Gone/db", "Library/Application Support/Old/db",
-             "Library/Application Support/com.apple.TCC/db", "Library/Caches/net.example.Old/db",
-             "Library/Caches/org.swift.swiftpm/db", "Library/Caches/CloudKit/db", "Library/Logs/com.example.Gone.log",
-             "Library/Logs/fsck_apfs.log", "Library/Logs/DiagnosticReports/Editor.ips",
-             "Library/HTTPStorages/com.example.Gone.binarycookies", "Library/WebKit/com.example.Editor/w",
-             "Library/LaunchAgents/net.example.Old.helper.plist", "Library/LaunchAgents/com.example.Editor.helper.plist"})
-        tmp.writeFile(home + "/" + path);
-    for (const char* path : {"Library/Preferences/net.example.Old.plist", "Library/Preferences/org.cups.printers.plist",
-                             "Library/Caches/com.example.Gone/db", "Library/Logs/net.example.Old/log",
-                             "Library/LaunchDaemons/net.example.Old.updater.plist",
-                             "Library/Application Support/com.example.Editor/db"})
-        tmp.writeFile(path);
+    installApplication("Applications/Editor.app", "com.example.Editor",
+                       "<key>CFBundleName</key><string>Editor Pro</string>"
+                       "<key>CFBundleExecutable</key><string>EditorCore</string>");
+    Report expected;
+    for (const Folder& folder : kFolders) {
+        const std::string base = folder.path[0] == '~' ? home + (folder.path + 1) : std::string(folder.path + 1);
+        const auto create = [&](const std::string& item) {
+            const std::size_t equals = item.find('=');
+            const std::string name = item.substr(0, equals);
+            if (equals != std::string::npos)
+                tmp.writeFile(base + "/" + name + "/Contents/Info.plist", infoPlist(item.substr(equals + 1)));
+            else if (name.back() == '/')
+                tmp.writeFile(base + "/" + name + "x");
+            else
+                tmp.writeFile(base + "/" + name);
+            return base + "/" + (name.back() == '/' ? name.substr(0, name.size() - 1) : name);
+        };
+        for (const std::string& item : folder.removed) expected[folder.type].insert(create(item));
+        for (const std::string& item : folder.kept) create(item);
+    }
+    // Only folders count for the "*" levels; a link does not lead out of the tree.
+    tmp.writeFile("private/var/folders/ef/C/net.gone.Tool/x");
+    tmp.writeFile("outside/gh/u1/C/net.gone.Tool/x");
+    tmp.makeSymlink("private/var/folders/gh", tmp / "outside/gh");
 
     const Report report = scan(tmp.path(), tmp / home, {"Applications/Editor.app"});
-    const Report expected{
-        {kKQUContainerLeftoverType,
-         {home + "/Library/Containers/com.example.Gone", home + "/Library/Group Containers/group.com.example.Gone"}},
-        {kKQUPreferencesLeftoverType,
-         {home + "/Library/Preferences/com.example.Gone.plist",
-          home + "/Library/Preferences/ByHost/net.example.Old.0A1B2C3D-1111-2222-3333-444455556666.plist",
-          "Library/Preferences/net.example.Old.plist"}},
-        {kKQUSavedStateLeftoverType, {home + "/Library/Saved Application State/com.example.Gone.savedState"}},
-        {kKQUApplicationSupportLeftoverType, {home + "/Library/Application Support/com.example.Gone"}},
-        {kKQUCachesLeftoverType, {home + "/Library/Caches/net.example.Old", "Library/Caches/com.example.Gone"}},
-        {kKQULogsLeftoverType, {home + "/Library/Logs/com.example.Gone.log", "Library/Logs/net.example.Old"}},
-        {kKQUOtherLeftoverType,
-         {home + "/Library/HTTPStorages/com.example.Gone.binarycookies",
-          home + "/Library/LaunchAgents/net.example.Old.helper.plist",
-          "Library/LaunchDaemons/net.example.Old.updater.plist"}},
-    };
-    EXPECT_EQ(report, expected);
+    for (const auto& [type, paths] : expected) {
+        SCOPED_TRACE(type);
+        const auto found = report.find(type);
+        ASSERT_NE(found, report.end());
+        for (const std::string& path : paths) EXPECT_TRUE(found->second.count(path)) << "missed " << path;
+        for (const std::string& path : found->second) EXPECT_TRUE(paths.count(path)) << "reported " << path;
+    }
+    EXPECT_EQ(report.size(), expected.size());
+}
+
+TEST_F(LeftoversScannersResourceTests, NamesAndVendorsOfInstalledApplications) {
+    installApplication("Applications/Editor.app", "com.example.Editor",
+                       "<key>CFBundleName</key><string>Editor</string>"
+                       "<key>CFBundleExecutable</key><string>EditorCore</string>");
+    installApplication("Applications/Sheet.app", "com.example.Sheet");
+    installApplication("Applications/Solo.app", "Solo");
+    installApplication("Applications/Short.app", "org.short");
+    installApplication("Applications/Odd.app", "org..odd.App");
+    KQULeftoversScanner scanner(applicationURLs(tmp.path(), {"Applications/Editor.app", "Applications/Sheet.app",
+                                                             "Applications/Solo.app", "Applications/Short.app",
+                                                             "Applications/Odd.app"}));
+    EXPECT_EQ(scanner.installedApplicationNames(),
+              (std::vector<std::string>{"Editor", "EditorCore", "Sheet", "Solo", "Short", "Odd"}));
+    // Identifiers of fewer than three parts name no vendor.
+    EXPECT_EQ(scanner.installedApplicationVendors(), (std::vector<std::string>{"com.example."}));
 }
 
 TEST_F(LeftoversScannersResourceTests, SampleMacShowsOneLeftoverOfEveryKind) {
