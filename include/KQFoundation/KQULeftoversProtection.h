@@ -34,9 +34,13 @@
 bool KQUIsUsableBundleIdentifier(std::string_view identifier);
 
 /// The bundle identifier a leftover most likely belongs to, from its name:
-/// without a "group." prefix, the first three dot-separated parts (fewer when
-/// the name has fewer, then without its extension).
+/// without a "group." prefix and a file extension (".plist", ".log"...), the
+/// first three dot-separated parts; a crash report's name with fewer gives
+/// the program name before its first "-" or "_" ("Editor-2024-05-01.ips" -> "Editor").
 std::string KQUApplicationIdentifierForLeftoverName(std::string_view name);
+/// The same for an item: a container's metadata identifier, a bundle's
+/// (".kext", ".plugin"...) own identifier, else the name's.
+std::string KQUApplicationIdentifierForLeftover(const std::string& path);
 
 class KQULeftoversProtection {
 public:

@@ -102,13 +102,30 @@ bool KQUIsUsableBundleIdentifier(std::string_view identifier) {
 
 std::string KQUApplicationIdentifierForLeftoverName(std::string_view name) {
     if (startsWith(lowercased(name), "group.")) name.remove_prefix(6);
+    const std::string bare = withoutFileExtension(name);
+    // Not named like an identifier ("Editor-2024-05-01-120000.ips"): the program's name.
+    if (std::count(bare.begin(), bare.end(), '.') < 2) {
+        const std::size_t cut = bare.find_first_of("-_");
+        return cut < bare.find('.') ? bare.substr(0, cut) : bare;
+    }
     std::size_t end = 0;
     for (int dots = 0; dots < 3; ++dots) {
         end = name.find('.', dots == 0 ? 0 : end + 1);
-        // Three parts or fewer: the identifier itself, or one with a file's extension.
-        if (end == std::string_view::npos) return withoutFileExtension(name);
+        // Three parts: the identifier itself, or one with a file's extension.
+        if (end == std::string_view::npos) return bare;
     }
     return std::string(name.substr(0, end));
+}
+
+std::string KQUApplicationIdentifierForLeftover(const std::string& path) {
+    if (std::optional<std::string> owner = KQULeftoversProtection::containerIdentifier(path)) return *owner;
+    static const std::vector<std::string> kBundleExtensions{"app", "kext", "plugin", "bundle", "prefpane",
+                                                            "systemextension", "driver", "saver"};
+    const std::string name = kq::lastPathComponent(path);
+    const std::string extension = lowercased(kq::pathExtension(name));
+    if (std::find(kBundleExtensions.begin(), kBundleExtensions.end(), extension) != kBundleExtensions.end())
+        if (std::optional<std::string> identifier = usableIdentifierOfBundle(path)) return *identifier;
+    return KQUApplicationIdentifierForLeftoverName(name);
 }
 
 KQULeftoversProtection::KQULeftoversProtection(const std::vector<std::string>& applications,

@@ -166,8 +166,7 @@ void KQULeftoversScanner::filesScannerDidFindItem(KQUFilesScanner& scanner, cons
     } else {
         reason.type = type;
     }
-    const std::optional<std::string> owner = KQULeftoversProtection::containerIdentifier(path);
-    reason.application = owner ? *owner : KQUApplicationIdentifierForLeftoverName(item.lastPathComponent());
+    reason.application = KQUApplicationIdentifierForLeftover(path);
     currentReason_ = &reason;
     struct Reset {
         const KQULeftoverReason*& slot;

@@ -96,6 +96,8 @@ TEST(LeftoverNamesTests, UsableIdentifiersAndOwners) {
         {"net.example.Drift.0A1B2C3D-1111.plist", "net.example.Drift"},
         {"com.example.plist", "com.example"},
         {"Editor", "Editor"},
+        {"Editor-2024-05-01-120000.ips", "Editor"},
+        {"Editor_2024-05-01.crash", "Editor"},
     };
     for (const auto& [name, owner] : owners) EXPECT_EQ(KQUApplicationIdentifierForLeftoverName(name), owner) << name;
 }
