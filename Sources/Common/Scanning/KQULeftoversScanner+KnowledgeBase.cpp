@@ -155,7 +155,7 @@ std::vector<std::pair<std::string, std::string>> sourceDirectories(const kq::Dic
         if (const std::string* text = path.asString())
             if (std::optional<std::string> resolved = resolvedSourceDirectory(*layout, *text))
                 for (std::string& folder : expandWildcardFolders(*resolved)) {
-                    // Links below a "*" are checked one by one, as they are found.
+                    // Every folder, written out or found by a "*", must not lead out of the tree.
                     if (std::optional<std::string> outside = linkTargetOutsideLayout(*layout, folder)) {
                         kq::log("KQULeftoversScanner: skipping the source folder \"%@\" (%@): a symbolic link "
                                 "leads to %@, outside %@",
