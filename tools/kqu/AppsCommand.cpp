@@ -49,6 +49,7 @@ private:
 
 int runApps(const AppsOptions& options) {
     const auto layout = options.layout.apply();
+    kqu::warnIfNoMacTree(*layout);
     KQUApplicationsScanner scanner;
     scanner.setShouldSkipSystemDirectories(options.skipSystemDirectories);
     scanner.setShouldSkipChildApplications(options.skipChildApplications);

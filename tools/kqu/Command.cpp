@@ -2,7 +2,12 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <mutex>
+#include <set>
+
+#include "KQFoundation/Foundation/Log.h"
 
 namespace kqu {
 
@@ -52,5 +57,34 @@ std::shared_ptr<const kq::FileSystemLayout> LayoutOptions::apply() const {
 }
 
 bool stderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+namespace {
+bool quietMode = false;
+}  // namespace
+
+void setQuiet(bool quiet) { quietMode = quiet; }
+
+void warn(const std::string& message) {
+    if (!quietMode) std::fprintf(stderr, "kqu: warning: %s\n", message.c_str());
+}
+
+void showLibraryLog() {
+    // Scanners may log from their worker threads.
+    auto mutex = std::make_shared<std::mutex>();
+    auto shown = std::make_shared<std::set<std::string>>();
+    kq::setLogSink([mutex, shown](const std::string& line) {
+        std::lock_guard lock(*mutex);
+        if (shown->insert(line).second) warn(line);
+    });
+}
+
+void warnIfNoMacTree(const kq::FileSystemLayout& layout) {
+    std::error_code error;
+    const std::string applications = layout.resolve("/Applications");
+    const std::string library = layout.expandTilde("~/Library");
+    if (std::filesystem::is_directory(applications, error) || std::filesystem::is_directory(library, error)) return;
+    warn("no Mac tree found here (neither " + applications + " nor " + library +
+         " exists); point --root at a Mac's disk or a copy of one");
+}
 
 }  // namespace kqu

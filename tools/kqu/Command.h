@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "KQFoundation/System/FileSystemLayout.h"
 
@@ -44,5 +45,17 @@ struct LayoutOptions {
 
 /// True when stderr is a terminal, so progress is worth drawing.
 bool stderrIsTerminal();
+
+/// --quiet: hides warnings, kqu's own and the library's log lines.
+void setQuiet(bool quiet);
+/// "kqu: warning: MESSAGE" on stderr, unless quiet.
+void warn(const std::string& message);
+/// Sends the library's log lines to warn(), each distinct line once (a
+/// failing helper program is otherwise reported once per question asked).
+void showLibraryLog();
+
+/// Warns when the layout has neither ROOT/Applications nor HOME/Library: a
+/// scan would find nothing there, which is rarely what was meant.
+void warnIfNoMacTree(const kq::FileSystemLayout& layout);
 
 }  // namespace kqu

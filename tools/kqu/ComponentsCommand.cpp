@@ -40,7 +40,7 @@ std::shared_ptr<KQUApplicationComponentsScannerConfiguration> configurationFor(c
 
 int runComponents(const ComponentsOptions& options) {
     auto configuration = configurationFor(options);
-    options.layout.apply();
+    kqu::warnIfNoMacTree(*options.layout.apply());
     configuration->setShouldAddAppInComponent(options.withApp);
     configuration->setShouldScanDownloadsFolder(options.downloads);
     auto scanner = KQUApplicationComponentsScanner::create(configuration);

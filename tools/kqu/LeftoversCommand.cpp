@@ -93,6 +93,7 @@ private:
 
 int runLeftovers(const LeftoversOptions& options) {
     const std::shared_ptr<const kq::FileSystemLayout> layout = options.layout.apply();
+    kqu::warnIfNoMacTree(*layout);
 
     std::optional<kq::Array> knowledgeBase;
     if (!options.knowledgeBasePath.empty()) knowledgeBase = readKnowledgeBase(options.knowledgeBasePath);
