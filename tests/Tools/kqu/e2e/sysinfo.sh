@@ -28,7 +28,7 @@ json=$(KQ_SYSTEM_PROFILER="$tmp/missing" check_stdout "sysinfo without a profile
 expect_json "sysinfo without a profiler" "$json" "d['HumanMachineType'] == 'Mac' and 'HumanReadableMemorySize' not in d"
 expect_contains "sysinfo without a profiler" "$(cat "$tmp/stderr")" "kqu: warning: "
 expect_contains "sysinfo without a profiler" "$(cat "$tmp/stderr")" "$tmp/missing"
-[ "$(grep -c "$tmp/missing" "$tmp/stderr")" = 1 ] || fail "the profiler's warning was repeated: $(cat "$tmp/stderr")"
+[ "$(grep -c "$tmp/missing" "$tmp/stderr")" = 1 ] || fail "the profiler's warning was not shown exactly once: $(cat "$tmp/stderr")"
 json=$(KQ_SYSTEM_PROFILER="$tmp/missing" check_stdout "sysinfo --quiet without a profiler" 0 "$kqu" sysinfo --json --quiet)
 expect_json "sysinfo --quiet without a profiler" "$json" "d['HumanMachineType'] == 'Mac'"
 [ -s "$tmp/stderr" ] && fail "sysinfo --quiet wrote to stderr: $(cat "$tmp/stderr")"
