@@ -65,7 +65,9 @@ bool quietMode = false;
 void setQuiet(bool quiet) { quietMode = quiet; }
 
 void warn(const std::string& message) {
-    if (!quietMode) std::fprintf(stderr, "kqu: warning: %s\n", message.c_str());
+    if (quietMode) return;
+    // Starts from a clean line where a progress bar may be drawn.
+    std::fprintf(stderr, "%skqu: warning: %s\n", stderrIsTerminal() ? "\r\033[K" : "", message.c_str());
 }
 
 void showLibraryLog() {

@@ -60,6 +60,8 @@ int main(int argc, char** argv) {
     CLI::App app{"kqu - looks at a Mac (or a copy of one): applications, their components, leftovers of removed "
                  "ones, sizes, the trash, property lists, predicates and system facts"};
     app.require_subcommand(1);
+    app.footer("A subcommand's options (--root, --home, --json ...) follow its name: kqu SUBCOMMAND --help.\n"
+               "Exit status: 0 success, 1 bad usage, 2 an input that could not be read.");
     app.set_help_all_flag("--help-all", "Show help for every subcommand");
     bool quiet = false;
     app.add_flag("-q,--quiet", quiet, "Hide warnings (the library's diagnostics and kqu's own)");

@@ -29,7 +29,7 @@ expect_contains "unknown option of a subcommand" "$msg" "--bogus"
 help=$(check_stdout "--help" 0 "$kqu" --help)
 expect_subcommand_list "--help" "$help"
 expect_contains "--help" "$help" "--quiet"
-listed=$(sed -n '/^Subcommands:/,$p' <<<"$help" | awk 'NR > 1 && NF { print $1 }' | xargs)
+listed=$(sed -n '/^Subcommands:/,$p' <<<"$help" | awk 'NR > 1 { if (!NF) exit; print $1 }' | xargs)
 [ "$listed" = "$subcommands" ] || fail "--help lists '$listed'"
 for name in $subcommands; do
     check "$name --help" 0 "$kqu" "$name" --help >/dev/null
