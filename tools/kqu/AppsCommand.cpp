@@ -38,7 +38,7 @@ public:
 
     void finish() {
         progress_.clear();
-        if (json_) std::printf("%s\n", kqu::toJSON(kq::Dictionary{{"applications", applications_}}).c_str());
+        if (json_) kqu::printJSON(kq::Dictionary{{"applications", applications_}});
     }
 
 private:
