@@ -21,7 +21,7 @@ const char* firstWord(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         if (argv[i][0] == '-') continue;
         const std::string_view previous = argv[i - 1];
-        const bool optionValue = i > 1 && previous[0] == '-' && !isGlobalFlag(previous) &&
+        const bool optionValue = i > 1 && previous.substr(0, 1) == "-" && !isGlobalFlag(previous) &&
                                  previous.find('=') == std::string_view::npos;
         if (!optionValue) return argv[i];
     }
@@ -45,7 +45,7 @@ int usageFailure(const CLI::ParseError& error, int argc, char** argv) {
                 std::fprintf(stderr, "kqu: unknown option '%s'\n", argv[i]);
         std::fprintf(stderr, "usage: kqu [--quiet] SUBCOMMAND [OPTIONS]\n");
         listSubcommands();
-    } else if (word != nullptr && !isSubcommand(word)) {
+    } else if (!isSubcommand(word)) {
         std::fprintf(stderr, "kqu: unknown subcommand '%s'\n", word);
         listSubcommands();
     } else {
