@@ -38,7 +38,7 @@ public:
 
     void finish() {
         progress_.clear();
-        if (json_) std::printf("%s\n", kqu::toJSON(kq::Dictionary{{"applications", applications_}}).c_str());
+        if (json_) kqu::printJSON(kq::Dictionary{{"applications", applications_}});
     }
 
 private:
@@ -49,6 +49,7 @@ private:
 
 int runApps(const AppsOptions& options) {
     const auto layout = options.layout.apply();
+    kqu::warnIfNoMacTree(*layout);
     KQUApplicationsScanner scanner;
     scanner.setShouldSkipSystemDirectories(options.skipSystemDirectories);
     scanner.setShouldSkipChildApplications(options.skipChildApplications);

@@ -2,7 +2,12 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <filesystem>
+#include <mutex>
+#include <set>
+
+#include "KQFoundation/Foundation/Log.h"
 
 namespace kqu {
 
@@ -16,6 +21,13 @@ std::vector<Command>& registry() {
 void registerCommand(Command command) { registry().push_back(std::move(command)); }
 const std::vector<Command>& registeredCommands() { return registry(); }
 
+std::string absolutePath(const std::string& path) {
+    std::error_code error;
+    std::string absolute = std::filesystem::absolute(path, error).lexically_normal().string();
+    if (absolute.size() > 1 && absolute.back() == '/') absolute.pop_back();
+    return absolute;
+}
+
 void LayoutOptions::addTo(CLI::App& app) {
     app.add_option("--root", root, "Root folder of the Mac to inspect (default /)");
     app.add_option("--home", home, "Home folder of the user to inspect");
@@ -24,14 +36,12 @@ void LayoutOptions::addTo(CLI::App& app) {
 std::shared_ptr<const kq::FileSystemLayout> LayoutOptions::apply() const {
     namespace fs = std::filesystem;
     std::error_code ec;
-    std::string rootPath = root.empty() ? std::string("/") : fs::absolute(root, ec).lexically_normal().string();
-    if (rootPath.size() > 1 && rootPath.back() == '/') rootPath.pop_back();
+    const std::string rootPath = root.empty() ? std::string("/") : absolutePath(root);
     if (!root.empty() && !fs::is_directory(rootPath, ec))
         throw CommandFailure{kExitInputFailure, "root folder not found: " + root};
     std::string homePath;
     if (!home.empty()) {
-        homePath = fs::absolute(home, ec).lexically_normal().string();
-        if (homePath.size() > 1 && homePath.back() == '/') homePath.pop_back();
+        homePath = absolutePath(home);
     } else if (root.empty()) {
         homePath = kq::FileSystemLayout().home();
     } else {
@@ -52,5 +62,36 @@ std::shared_ptr<const kq::FileSystemLayout> LayoutOptions::apply() const {
 }
 
 bool stderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+namespace {
+bool quietMode = false;
+}  // namespace
+
+void setQuiet(bool quiet) { quietMode = quiet; }
+
+void warn(const std::string& message) {
+    if (quietMode) return;
+    // Starts from a clean line where a progress bar may be drawn.
+    std::fprintf(stderr, "%skqu: warning: %s\n", stderrIsTerminal() ? "\r\033[K" : "", message.c_str());
+}
+
+void showLibraryLog() {
+    // Scanners may log from their worker threads.
+    auto mutex = std::make_shared<std::mutex>();
+    auto shown = std::make_shared<std::set<std::string>>();
+    kq::setLogSink([mutex, shown](const std::string& line) {
+        std::lock_guard lock(*mutex);
+        if (shown->insert(line).second) warn(line);
+    });
+}
+
+void warnIfNoMacTree(const kq::FileSystemLayout& layout) {
+    std::error_code error;
+    const std::string applications = layout.resolve("/Applications");
+    const std::string library = layout.expandTilde("~/Library");
+    if (std::filesystem::is_directory(applications, error) || std::filesystem::is_directory(library, error)) return;
+    warn("no Mac tree found here (neither " + applications + " nor " + library +
+         " exists); point --root at a Mac's disk or a copy of one");
+}
 
 }  // namespace kqu

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "KQFoundation/System/FileSystemLayout.h"
 
@@ -32,6 +33,9 @@ struct CommandRegistration {
     explicit CommandRegistration(Command command) { registerCommand(std::move(command)); }
 };
 
+/// The path made absolute and lexically normal, without a trailing slash.
+std::string absolutePath(const std::string& path);
+
 /// --root and --home, shared by the subcommands that look at a Mac tree.
 struct LayoutOptions {
     std::string root;
@@ -44,5 +48,17 @@ struct LayoutOptions {
 
 /// True when stderr is a terminal, so progress is worth drawing.
 bool stderrIsTerminal();
+
+/// --quiet: hides warnings, kqu's own and the library's log lines.
+void setQuiet(bool quiet);
+/// "kqu: warning: MESSAGE" on stderr, unless quiet.
+void warn(const std::string& message);
+/// Sends the library's log lines to warn(), each distinct line once (a
+/// failing helper program is otherwise reported once per question asked).
+void showLibraryLog();
+
+/// Warns when the layout has neither ROOT/Applications nor HOME/Library: a
+/// scan would find nothing there, which is rarely what was meant.
+void warnIfNoMacTree(const kq::FileSystemLayout& layout);
 
 }  // namespace kqu

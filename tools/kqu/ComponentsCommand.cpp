@@ -34,13 +34,12 @@ std::shared_ptr<KQUApplicationComponentsScannerConfiguration> configurationFor(c
     std::error_code error;
     if (!std::filesystem::is_directory(options.appPath, error))
         throw kqu::CommandFailure{kqu::kExitInputFailure, "application not found: " + options.appPath};
-    return KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(
-        std::filesystem::absolute(options.appPath, error).lexically_normal().string());
+    return KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(kqu::absolutePath(options.appPath));
 }
 
 int runComponents(const ComponentsOptions& options) {
     auto configuration = configurationFor(options);
-    options.layout.apply();
+    kqu::warnIfNoMacTree(*options.layout.apply());
     configuration->setShouldAddAppInComponent(options.withApp);
     configuration->setShouldScanDownloadsFolder(options.downloads);
     auto scanner = KQUApplicationComponentsScanner::create(configuration);
@@ -49,7 +48,7 @@ int runComponents(const ComponentsOptions& options) {
     const std::vector<std::string> paths = scanner->scanForComponentPaths();
     if (options.json) {
         kq::Array components(paths.begin(), paths.end());
-        std::printf("%s\n", kqu::toJSON(kq::Dictionary{{"components", std::move(components)}}).c_str());
+        kqu::printJSON(kq::Dictionary{{"components", std::move(components)}});
     } else {
         for (const std::string& path : paths) std::printf("%s\n", path.c_str());
     }

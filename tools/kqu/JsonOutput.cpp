@@ -188,4 +188,6 @@ std::string toJSON(const kq::Value& value, JsonStyle style) {
     return std::move(writer.out);
 }
 
+void printJSON(const kq::Value& value) { std::printf("%s\n", toJSON(value).c_str()); }
+
 }  // namespace kqu

@@ -14,6 +14,9 @@ enum class JsonStyle { Pretty, Compact };
 
 std::string toJSON(const kq::Value& value, JsonStyle style = JsonStyle::Pretty);
 
+/// The --json output: one pretty JSON document and a newline on stdout.
+void printJSON(const kq::Value& value);
+
 /// Appends the string as a quoted, escaped JSON string.
 void appendJSONString(std::string& out, std::string_view text);
 

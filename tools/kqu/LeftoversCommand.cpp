@@ -276,6 +276,7 @@ void printTrashOutcome(const TrashOutcome& outcome) {
 
 int runLeftovers(const LeftoversOptions& options) {
     const std::shared_ptr<const kq::FileSystemLayout> layout = options.layout.apply();
+    kqu::warnIfNoMacTree(*layout);
 
     std::optional<kq::Array> knowledgeBase;
     if (!options.knowledgeBasePath.empty()) knowledgeBase = readKnowledgeBase(options.knowledgeBasePath);

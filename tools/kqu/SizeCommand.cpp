@@ -34,7 +34,7 @@ int runSize(const SizeOptions& options) {
         else
             std::printf("%llu\t%s\n", static_cast<unsigned long long>(bytes), path.c_str());
     }
-    if (options.json) std::printf("%s\n", kqu::toJSON(kq::Dictionary{{"sizes", std::move(sizes)}}).c_str());
+    if (options.json) kqu::printJSON(kq::Dictionary{{"sizes", std::move(sizes)}});
     return failed ? kqu::kExitInputFailure : kqu::kExitSuccess;
 }
 

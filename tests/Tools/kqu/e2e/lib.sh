@@ -4,10 +4,10 @@
 set -u
 kqu="$1"
 sample="$2"
-failures=0
 tmp=$(mktemp -d); trap 'chmod -R u+rwX "$tmp" 2>/dev/null; rm -rf "$tmp"' EXIT
 
-fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+# Failures are counted in a file: most checks run inside $(...), a subshell.
+fail() { echo "FAIL: $*" >&2; echo >>"$tmp/.failures"; }
 
 # check DESCRIPTION EXPECTED_STATUS COMMAND...: runs it, prints stdout and
 # stderr together, counts a failure when the exit status differs.
@@ -16,7 +16,18 @@ check() {
     local output status
     output=$("$@" 2>&1); status=$?
     if [ "$status" != "$expected" ]; then
-        fail "$description: exit $status, expected $expected"; echo "$output" | head -5
+        fail "$description: exit $status, expected $expected"; head -5 <<<"$output" >&2
+    fi
+    printf '%s' "$output"
+}
+
+# check_stdout: as check, but prints stdout alone and leaves stderr in $tmp/stderr.
+check_stdout() {
+    local description="$1" expected="$2"; shift 2
+    local output status
+    output=$("$@" 2>"$tmp/stderr"); status=$?
+    if [ "$status" != "$expected" ]; then
+        fail "$description: exit $status, expected $expected"; head -5 "$tmp/stderr" >&2
     fi
     printf '%s' "$output"
 }
@@ -30,6 +41,8 @@ expect_json() {
 }
 
 finish() {
+    local failures=0
+    [ -f "$tmp/.failures" ] && failures=$(wc -l <"$tmp/.failures")
     [ "$failures" = 0 ] && echo "$(basename "$0"): all checks passed"
     exit "$failures"
 }
