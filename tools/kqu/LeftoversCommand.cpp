@@ -188,7 +188,9 @@ void printGroups(const LeftoversReport& report) {
             std::printf("  %-20s %10s  %s\n", plainType(item->type).c_str(), sizeText(item->size).c_str(),
                         item->path.c_str());
     }
-    std::printf("Total: %zu %s, %s\n", report.items.size(), report.items.size() == 1 ? "item" : "items",
+    // A run that found nothing at all prints nothing, so an empty tree stays quiet in scripts.
+    if (!report.items.empty() || !report.kept.empty())
+        std::printf("Total: %zu %s, %s\n", report.items.size(), report.items.size() == 1 ? "item" : "items",
                 sizeText(total).c_str());
     if (!report.kept.empty()) {
         std::printf("Kept, still in use by installed software:\n");
