@@ -13,7 +13,6 @@
 
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "System/Linux/ExtendedAttributes.h"
-#include "System/Linux/ItemCopier.h"
 #include "System/Linux/RenameNoReplace.h"
 #include "System/PosixDirectoryEnumerator.h"
 
@@ -243,20 +242,12 @@ bool FileManager::moveItemAtPath(std::string_view from, std::string_view to, std
         setError(error, ENOENT);
         return false;
     }
+    // One rename or nothing: across file systems (EXDEV) the caller hears of
+    // it and decides; a copy here could leave data half in both places.
     int code = platform::renameNoReplace(source.c_str(), destination.c_str());
     if (code == 0) return true;
-    if (code != EXDEV) {
-        setError(error, code);
-        return false;
-    }
-    std::error_code copyError;
-    if (!platform::copyItem(source, destination, copyError)) {
-        setError(error, copyError);
-        return false;
-    }
-    // The copy is complete; only now may the original go. Should that fail
-    // half way, both places hold the data and the caller hears of it.
-    return removeItemAtPath(source, error);
+    setError(error, code);
+    return false;
 }
 
 bool FileManager::removeItemAtPath(std::string_view path, std::error_code* error) const {

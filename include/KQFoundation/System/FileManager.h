@@ -78,10 +78,9 @@ public:
     bool createFileAtPath(std::string_view path, const Data& contents, std::error_code* error = nullptr) const;
     bool createDirectoryAtPath(std::string_view path, bool withIntermediateDirectories,
                                std::error_code* error = nullptr) const;
-    /// Renames; fails rather than replacing an existing destination. Across
-    /// file systems the item is copied (contents, modes, times, "user."
-    /// extended attributes) and the original removed only once the copy is
-    /// complete; a failed copy is removed again and the original stays.
+    /// One rename that never replaces an existing destination. Nothing is
+    /// ever copied: across file systems or mounts it fails with EXDEV
+    /// (std::errc::cross_device_link) and both places stay as they were.
     bool moveItemAtPath(std::string_view from, std::string_view to, std::error_code* error = nullptr) const;
     /// Removes the item and, for a folder, everything in it (links are not followed).
     bool removeItemAtPath(std::string_view path, std::error_code* error = nullptr) const;
