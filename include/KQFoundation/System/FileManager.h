@@ -116,9 +116,37 @@ public:
     bool isPathOnStorageDevice(std::string_view path) const;
     bool isPathInTrash(std::string_view path) const;
     bool isPathInFilePackage(std::string_view path) const;
-    /// Never overwrites what is already in the trash, never deletes; a failed
-    /// move leaves the item where it was. `destination` receives the new path.
-    bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr) const;
+    /// The protected, never-copying move: one rename into the trash of the
+    /// item's volume, or nothing. Refuses paths ending in "." or "..", the root folder, the home folder and
+    /// the folders holding it, the layout's root and anything outside it, and
+    /// items already in a trash; needs the layout's home to exist. Never
+    /// overwrites, never deletes, never copies: on failure the item and the
+    /// trash stay exactly as they were, `destination` is untouched and `error`
+    /// says why (a TrashError or an errno value).
+    bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr,
+                               std::error_code* error = nullptr) const;
 };
 
+/// Why moveItemAtPathToTrash refused an item (errno values cover the rest).
+enum class TrashError {
+    RootFolder = 1,   // the file system's root
+    DotPath,          // a path ending in "." or "..", whatever folder it names
+    HomeFolder,       // the home folder, or a folder holding it
+    LayoutRoot,       // the root of the inspected tree
+    OutsideLayout,    // outside the inspected tree
+    HomeMissing,      // the layout's home folder does not exist
+    AlreadyInTrash,
+    CrossesMount,     // the trash is on another mount of the same device (a bind mount)
+    NoTrashForVolume, // no trash can be made on the item's own volume
+    NamesExhausted,   // every candidate name in the trash is taken
+};
+
+const std::error_category& trashErrorCategory();
+inline std::error_code make_error_code(TrashError error) {
+    return {static_cast<int>(error), trashErrorCategory()};
+}
+
 }  // namespace kq
+
+template <>
+struct std::is_error_code_enum<kq::TrashError> : std::true_type {};
