@@ -237,15 +237,15 @@ std::error_code locateItem(std::string_view path, std::string& item) {
 std::error_code protectionFor(const std::string& item, const FileSystemLayout& layout) {
     const std::string target = platform::resolvedPath(item).value_or(item);
     if (item == "/" || target == "/") return TrashError::RootFolder;
-    const auto home = platform::resolvedPath(layout.home());
-    if (!home || !isDirectory(*home)) return TrashError::HomeMissing;
-    for (const std::string& candidate : {item, target})
-        if (candidate == *home || isStrictlyInside(*home, candidate)) return TrashError::HomeFolder;
     if (!layout.isHostRoot()) {
         const std::string root = platform::resolvedPath(layout.root()).value_or(layout.root());
         if (item == root || target == root) return TrashError::LayoutRoot;
         if (!isStrictlyInside(item, root)) return TrashError::OutsideLayout;
     }
+    const auto home = platform::resolvedPath(layout.home());
+    if (!home || !isDirectory(*home)) return TrashError::HomeMissing;
+    for (const std::string& candidate : {item, target})
+        if (candidate == *home || isStrictlyInside(*home, candidate)) return TrashError::HomeFolder;
     return {};
 }
 
