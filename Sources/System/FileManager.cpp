@@ -12,6 +12,7 @@
 #include <random>
 
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/FileSystemCalls.h"
 #include "System/Linux/ExtendedAttributes.h"
 #include "System/Linux/RenameNoReplace.h"
 #include "System/PosixDirectoryEnumerator.h"
@@ -37,13 +38,6 @@ void setError(std::error_code* error, const std::error_code& code) {
 Date dateFrom(const timespec& time) {
     return Date(std::chrono::duration_cast<Date::duration>(std::chrono::seconds(time.tv_sec) +
                                                            std::chrono::nanoseconds(time.tv_nsec)));
-}
-
-FileType typeFromMode(mode_t mode) {
-    if (S_ISREG(mode)) return FileType::Regular;
-    if (S_ISDIR(mode)) return FileType::Directory;
-    if (S_ISLNK(mode)) return FileType::SymbolicLink;
-    return FileType::Other;
 }
 
 bool extensionHiddenIn(const std::optional<Data>& finderInfo) {
@@ -134,7 +128,7 @@ std::optional<FileAttributes> FileManager::attributesOfItemAtPath(std::string_vi
         return std::nullopt;
     }
     FileAttributes attributes;
-    attributes.type = typeFromMode(info.st_mode);
+    attributes.type = platform::fileTypeFromMode(info.st_mode);
     attributes.size = static_cast<std::uint64_t>(info.st_size);
     attributes.posixPermissions = info.st_mode & 07777;
     attributes.ownerAccountID = info.st_uid;

@@ -20,6 +20,9 @@ struct ItemStatus {
     bool sticky = false;
 };
 
+/// The type of an item with this st_mode.
+FileType fileTypeFromMode(unsigned mode);
+
 /// The item's status, following a final symbolic link or not; nullopt with
 /// `error` set when it cannot be examined.
 std::optional<ItemStatus> statusOfItem(const std::string& path, bool followLinks, int* error = nullptr);

@@ -11,16 +11,12 @@
 
 namespace kq::platform {
 
-namespace {
-
-FileType typeFromMode(mode_t mode) {
+FileType fileTypeFromMode(unsigned mode) {
     if (S_ISREG(mode)) return FileType::Regular;
     if (S_ISDIR(mode)) return FileType::Directory;
     if (S_ISLNK(mode)) return FileType::SymbolicLink;
     return FileType::Other;
 }
-
-}  // namespace
 
 std::optional<ItemStatus> statusOfItem(const std::string& path, bool followLinks, int* error) {
     struct stat info {};
@@ -28,7 +24,7 @@ std::optional<ItemStatus> statusOfItem(const std::string& path, bool followLinks
         if (error) *error = errno;
         return std::nullopt;
     }
-    return ItemStatus{typeFromMode(info.st_mode), static_cast<std::uint64_t>(info.st_dev),
+    return ItemStatus{fileTypeFromMode(info.st_mode), static_cast<std::uint64_t>(info.st_dev),
                       static_cast<std::uint32_t>(info.st_uid), (info.st_mode & S_ISVTX) != 0};
 }
 
