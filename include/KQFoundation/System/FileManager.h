@@ -101,7 +101,7 @@ public:
     bool setFileExtensionHidden(std::string_view path, bool hidden, std::error_code* error = nullptr) const;
 
     // NSFileManager(KQFoundation), see NSFileManager+KQFoundation.h; defined
-    // in Sources/Common/Scanning/NSFileManager+KQFoundation.cpp.
+    // in Sources/Common/Scanning/NSFileManager+KQFoundation*.cpp.
     std::uint64_t sizeOfItemAtPath(std::string_view path) const;
     std::vector<std::string> crashReportFolders() const;
     std::string crashReportFolderInDomain(unsigned domainMask) const;
@@ -117,9 +117,10 @@ public:
     bool isPathInTrash(std::string_view path) const;
     bool isPathInFilePackage(std::string_view path) const;
     /// The protected, never-copying move: one rename into the trash of the
-    /// item's volume, or nothing. Refuses paths ending in "." or "..", the root folder, the home folder and
-    /// the folders holding it, the layout's root and anything outside it, and
-    /// items already in a trash; needs the layout's home to exist. Never
+    /// item's volume, or nothing. Refuses paths ending in "." or "..", the
+    /// root folder, the home folder and the folders holding it, the layout's
+    /// root and anything outside it, and items already in a trash; needs the
+    /// layout's home to exist. Never
     /// overwrites, never deletes, never copies: on failure the item and the
     /// trash stay exactly as they were, `destination` is untouched and `error`
     /// says why (a TrashError or an errno value).
