@@ -13,18 +13,12 @@
 #include <cstring>
 
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/FileSystemCalls.h"
 #include "System/PosixDirectoryEnumerator.h"
 
 namespace kq::platform {
 
 namespace {
-
-FileType typeFromMode(mode_t mode) {
-    if (S_ISREG(mode)) return FileType::Regular;
-    if (S_ISDIR(mode)) return FileType::Directory;
-    if (S_ISLNK(mode)) return FileType::SymbolicLink;
-    return FileType::Other;
-}
 
 FileType typeFromDirent(unsigned char type) {
     switch (type) {
@@ -69,7 +63,7 @@ struct Folder {
             FileType type = typeFromDirent(ent->d_type);
             if (ent->d_type == DT_UNKNOWN) {
                 struct stat info {};
-                type = fstatat(dirfd(dir), n, &info, AT_SYMLINK_NOFOLLOW) == 0 ? typeFromMode(info.st_mode)
+                type = fstatat(dirfd(dir), n, &info, AT_SYMLINK_NOFOLLOW) == 0 ? fileTypeFromMode(info.st_mode)
                                                                                 : FileType::Other;
             }
             std::size_t length = std::strlen(n);

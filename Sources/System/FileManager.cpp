@@ -12,8 +12,8 @@
 #include <random>
 
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/FileSystemCalls.h"
 #include "System/Linux/ExtendedAttributes.h"
-#include "System/Linux/ItemCopier.h"
 #include "System/Linux/RenameNoReplace.h"
 #include "System/PosixDirectoryEnumerator.h"
 
@@ -38,13 +38,6 @@ void setError(std::error_code* error, const std::error_code& code) {
 Date dateFrom(const timespec& time) {
     return Date(std::chrono::duration_cast<Date::duration>(std::chrono::seconds(time.tv_sec) +
                                                            std::chrono::nanoseconds(time.tv_nsec)));
-}
-
-FileType typeFromMode(mode_t mode) {
-    if (S_ISREG(mode)) return FileType::Regular;
-    if (S_ISDIR(mode)) return FileType::Directory;
-    if (S_ISLNK(mode)) return FileType::SymbolicLink;
-    return FileType::Other;
 }
 
 bool extensionHiddenIn(const std::optional<Data>& finderInfo) {
@@ -135,7 +128,7 @@ std::optional<FileAttributes> FileManager::attributesOfItemAtPath(std::string_vi
         return std::nullopt;
     }
     FileAttributes attributes;
-    attributes.type = typeFromMode(info.st_mode);
+    attributes.type = platform::fileTypeFromMode(info.st_mode);
     attributes.size = static_cast<std::uint64_t>(info.st_size);
     attributes.posixPermissions = info.st_mode & 07777;
     attributes.ownerAccountID = info.st_uid;
@@ -243,20 +236,12 @@ bool FileManager::moveItemAtPath(std::string_view from, std::string_view to, std
         setError(error, ENOENT);
         return false;
     }
+    // One rename or nothing: across file systems (EXDEV) the caller hears of
+    // it and decides; a copy here could leave data half in both places.
     int code = platform::renameNoReplace(source.c_str(), destination.c_str());
     if (code == 0) return true;
-    if (code != EXDEV) {
-        setError(error, code);
-        return false;
-    }
-    std::error_code copyError;
-    if (!platform::copyItem(source, destination, copyError)) {
-        setError(error, copyError);
-        return false;
-    }
-    // The copy is complete; only now may the original go. Should that fail
-    // half way, both places hold the data and the caller hears of it.
-    return removeItemAtPath(source, error);
+    setError(error, code);
+    return false;
 }
 
 bool FileManager::removeItemAtPath(std::string_view path, std::error_code* error) const {

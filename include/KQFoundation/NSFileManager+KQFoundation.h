@@ -52,17 +52,30 @@
 //                                 its root and the folders in its /Volumes).
 //                                 Built once per layout and kept.
 //   isPathInTrash(p)              p ("~" expanded) lies strictly inside a trash folder.
-//   moveItemAtPathToTrash(p, &d)  Renames the item into the trash of its own
-//                                 volume (the home trash when it shares the
-//                                 home's device), so nothing is copied between
-//                                 devices. Never deletes, never replaces, and
-//                                 leaves items already in a trash alone (false).
-//                                 A name already taken in the
-//                                 trash becomes "name 2.ext", "name 3.ext"...
-//                                 The freedesktop .trashinfo is written first
-//                                 (it reserves the name) and removed again if
-//                                 the rename fails. On failure the item stays
-//                                 where it was and false is returned.
+//   moveItemAtPathToTrash(p, &d, &e)
+//                                 The protected move every caller uses (kqu
+//                                 trash, kqu leftovers --trash): one rename
+//                                 (never replacing) into the trash of the
+//                                 item's own volume (the home trash when it
+//                                 shares the home's device). Nothing is ever
+//                                 copied, replaced or deleted: across mounts
+//                                 (EXDEV, as a bind mount gives) or on any other
+//                                 failure the item stays whole, the trash as it
+//                                 was, and e says why (kq::TrashError or errno).
+//                                 Refused: paths ending in "." or "..", "/", the
+//                                 home folder and folders holding it, the root
+//                                 of a Mac tree and anything outside it (also
+//                                 when named through links), items already in a
+//                                 trash, and any item while the home is missing.
+//                                 A name taken in the trash becomes "name 2.ext",
+//                                 "name 3.ext"...; a name too long for the trash
+//                                 (the freedesktop record adds ".trashinfo") is
+//                                 cut, keeping the number and extension. The
+//                                 original path is kept in the freedesktop
+//                                 .trashinfo (written and flushed first: it
+//                                 reserves the name, and is removed again if the
+//                                 rename fails) or, in a Mac trash, in the moved
+//                                 item's "kq.trash.putBackPath" extended attribute.
 //
 // Packages
 //   isPathInFilePackage(p)        Some folder enclosing p (not p itself) is a

@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "KQFoundation/System/FileManager.h"
+#include "Support/MountNamespace.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -95,6 +96,28 @@ TEST(DirectoryEnumerator, NeverFollowsLinksToFolders) {
     // The root itself may be a link; it is followed.
     tmp.makeSymlink("rootLink", tmp / "root");
     EXPECT_EQ(walk(tmp / "rootLink").size(), 6u);
+}
+
+TEST(DirectoryEnumerator, FolderMountedInsideItselfIsWalkedOnce) {
+    // A bind mount of a folder onto its own subfolder is a real loop of
+    // folders (no links involved); only the device-and-inode guard ends it.
+    kqtest::TemporaryDirectory tmp;
+    tmp.writeFile("loop/file");
+    tmp.makeDirectory("loop/inner");
+    tmp.writeFile("zafter");
+    const auto run = kqtest::runWithBindMounts({{tmp / "loop", tmp / "loop/inner"}}, [&] {
+        std::string seen;
+        auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
+        // Bounded, so a walk without the guard fails instead of running on.
+        for (int count = 0; enumerator && count < 1000; ++count) {
+            auto path = enumerator->nextObject();
+            if (!path) break;
+            seen += *path + "\n";
+        }
+        return seen;
+    });
+    if (!run.permitted) GTEST_SKIP() << "no bind mount in a private mount namespace here: " << run.skipReason;
+    EXPECT_EQ(run.output, "loop\nloop/file\nloop/inner\nzafter\n");
 }
 
 TEST(DirectoryEnumerator, RootsThatAreNotReadableFolders) {

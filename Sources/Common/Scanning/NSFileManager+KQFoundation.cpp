@@ -1,8 +1,5 @@
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 
-#include <fts.h>
-#include <sys/stat.h>
-
 #include <map>
 #include <mutex>
 #include <utility>
@@ -11,6 +8,7 @@
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "KQFoundation/System/Workspace.h"
+#include "System/FileSystemCalls.h"
 
 namespace kq {
 
@@ -36,29 +34,7 @@ std::optional<Date> dateFromMetadataAttribute(const Data& bytes) {
 }  // namespace
 
 std::uint64_t FileManager::sizeOfItemAtPath(std::string_view path) const {
-    if (path.empty()) return 0;
-    std::string root(path);
-    char* roots[] = {root.data(), nullptr};
-    FTS* tree = fts_open(roots, FTS_PHYSICAL | FTS_NOCHDIR, nullptr);
-    if (!tree) return 0;
-    std::uint64_t total = 0;
-    while (FTSENT* entry = fts_read(tree)) {
-        switch (entry->fts_info) {
-            case FTS_F:
-            case FTS_SL:
-            case FTS_SLNONE:
-            case FTS_DEFAULT:
-                total += static_cast<std::uint64_t>(entry->fts_statp->st_size);
-                break;
-            default:
-                // Folders (before and after their contents, unreadable, or
-                // met again through a loop) and entries that could not be
-                // examined add nothing.
-                break;
-        }
-    }
-    fts_close(tree);
-    return total;
+    return platform::logicalSizeOfTree(std::string(path));
 }
 
 std::string FileManager::crashReportFolderInDomain(unsigned domainMask) const {

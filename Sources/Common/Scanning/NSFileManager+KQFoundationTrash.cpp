@@ -2,14 +2,9 @@
 // moving items into them without ever losing one. See
 // NSFileManager+KQFoundation.h for when the Mac trash and when the
 // freedesktop.org trash is used.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <ctime>
 #include <map>
 #include <mutex>
 #include <set>
@@ -17,6 +12,7 @@
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/FileSystemCalls.h"
 #include "System/VolumeDevices.h"
 
 namespace kq {
@@ -32,16 +28,19 @@ struct TrashPlace {
 
 // Tried names per item before giving up ("name 2" ... "name 9999").
 constexpr int kMaximumNameAttempts = 9999;
+// Longest file name the file systems take, in bytes.
+constexpr std::size_t kMaximumNameBytes = 255;
+constexpr std::string_view kTrashInfoSuffix = ".trashinfo";
+// Longer "extensions" are just part of the name, cut like the rest of it.
+constexpr std::size_t kLongestKeptExtension = 32;
+// Where a Mac trash keeps an item's original place (the Finder's put-back).
+constexpr std::string_view kPutBackAttribute = "kq.trash.putBackPath";
 
-std::optional<struct stat> statOf(const std::string& path, bool followLinks = true) {
-    struct stat info {};
-    if ((followLinks ? stat(path.c_str(), &info) : lstat(path.c_str(), &info)) != 0) return std::nullopt;
-    return info;
-}
+std::error_code errnoCode(int code) { return {code, std::generic_category()}; }
 
-bool isDirectory(const std::string& path) {
-    auto info = statOf(path);
-    return info && S_ISDIR(info->st_mode);
+bool isDirectory(const std::string& path, bool followLinks = true) {
+    auto status = platform::statusOfItem(path, followLinks);
+    return status && status->type == FileType::Directory;
 }
 
 TrashFlavour flavourOf(const FileSystemLayout& layout) {
@@ -52,10 +51,10 @@ TrashFlavour flavourOf(const FileSystemLayout& layout) {
 
 /// The running user, or for a Mac tree the owner of its home folder (the
 /// Mac's own user id survives a copy made with ownership kept).
-uid_t trashUserID(const FileSystemLayout& layout) {
+std::uint32_t trashUserID(const FileSystemLayout& layout) {
     if (!layout.isHostRoot())
-        if (auto info = statOf(layout.home())) return info->st_uid;
-    return getuid();
+        if (auto status = platform::statusOfItem(layout.home(), true)) return status->owner;
+    return platform::currentUserID();
 }
 
 std::string homeTrashFolder(const FileSystemLayout& layout, TrashFlavour flavour) {
@@ -71,11 +70,12 @@ std::string homeTrashFolder(const FileSystemLayout& layout, TrashFlavour flavour
 /// The trash a volume folder has or would get. The freedesktop.org shared
 /// trash (.Trash/<uid>) is used only when an administrator prepared it: a
 /// real folder with the sticky bit.
-std::string volumeTrashFolder(const std::string& top, TrashFlavour flavour, uid_t uid) {
+std::string volumeTrashFolder(const std::string& top, TrashFlavour flavour, std::uint32_t uid) {
     const std::string user = std::to_string(uid);
     if (flavour == TrashFlavour::Mac) return stringByAppendingPathComponent(top, ".Trashes/" + user);
     const std::string shared = stringByAppendingPathComponent(top, ".Trash");
-    if (auto info = statOf(shared, false); info && S_ISDIR(info->st_mode) && (info->st_mode & S_ISVTX))
+    if (auto status = platform::statusOfItem(shared, false);
+        status && status->type == FileType::Directory && status->sticky)
         return shared + "/" + user;
     return stringByAppendingPathComponent(top, ".Trash-" + user);
 }
@@ -83,7 +83,7 @@ std::string volumeTrashFolder(const std::string& top, TrashFlavour flavour, uid_
 /// The device a folder is (or, not yet made, would be) on: that of its nearest existing ancestor.
 std::optional<std::uint64_t> deviceOfFolder(std::string folder) {
     for (;;) {
-        if (auto info = statOf(folder)) return static_cast<std::uint64_t>(info->st_dev);
+        if (auto status = platform::statusOfItem(folder, true)) return status->device;
         std::string parent = stringByDeletingLastPathComponent(folder);
         if (parent == folder || parent.empty()) return std::nullopt;
         folder = std::move(parent);
@@ -92,93 +92,72 @@ std::optional<std::uint64_t> deviceOfFolder(std::string folder) {
 
 /// Makes the folder, or accepts the one there. On a shared volume anyone could
 /// have put a link there instead, so `followLinks` false accepts only a real folder.
-bool makeFolder(const std::string& path, mode_t mode, bool followLinks = true) {
-    if (mkdir(path.c_str(), mode) == 0) {
-        // The umask must not widen or narrow a trash's access.
-        chmod(path.c_str(), mode);
-        return true;
-    }
-    if (errno != EEXIST) return false;
-    auto info = statOf(path, followLinks);
-    return info && S_ISDIR(info->st_mode);
+std::error_code makeFolder(const std::string& path, unsigned mode, bool followLinks = true) {
+    const int code = platform::makeFolder(path, mode);
+    if (code == 0) return {};
+    if (code != EEXIST) return errnoCode(code);
+    return isDirectory(path, followLinks) ? std::error_code() : errnoCode(ENOTDIR);
 }
 
 /// Creates the trash (and for the freedesktop trash its files/ and info/).
-bool prepareTrash(const TrashPlace& place, TrashFlavour flavour) {
+/// The home trash is made only below an existing home: a mistyped home must
+/// not be created.
+std::error_code prepareTrash(const TrashPlace& place, TrashFlavour flavour) {
     const bool onSharedVolume = !place.top.empty();
-    if (flavour == TrashFlavour::Mac) {
-        if (onSharedVolume) {
-            // Everyone may add a folder to .Trashes, only its owner can see into it.
-            if (!makeFolder(stringByDeletingLastPathComponent(place.folder), 01333, false)) return false;
-        } else if (!FileManager::defaultManager().createDirectoryAtPath(stringByDeletingLastPathComponent(place.folder),
-                                                                        true)) {
-            return false;
-        }
-        return makeFolder(place.folder, 0700, !onSharedVolume);
+    const std::string parent = stringByDeletingLastPathComponent(place.folder);
+    std::error_code error;
+    if (flavour == TrashFlavour::Mac && onSharedVolume) {
+        // Everyone may add a folder to .Trashes, only its owner can see into it.
+        error = makeFolder(parent, 01333, false);
+    } else if (!onSharedVolume) {
+        FileManager::defaultManager().createDirectoryAtPath(parent, true, &error);
     }
-    if (!onSharedVolume &&
-        !FileManager::defaultManager().createDirectoryAtPath(stringByDeletingLastPathComponent(place.folder), true))
-        return false;
-    return makeFolder(place.folder, 0700, !onSharedVolume) && makeFolder(place.folder + "/files", 0700, false) &&
-           makeFolder(place.folder + "/info", 0700, false);
-}
-
-/// "name.ext", "name 2.ext", "name 3.ext" ...
-std::string candidateName(const std::string& name, int attempt) {
-    if (attempt == 1) return name;
-    const std::string extension = pathExtension(name);
-    std::string candidate = stringByDeletingPathExtension(name) + " " + std::to_string(attempt);
-    return extension.empty() ? candidate : candidate + "." + extension;
-}
-
-std::string deletionDate() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local {};
-    localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
-    return text;
-}
-
-/// Reserves `name` in info/ by creating its .trashinfo exclusively. 0, EEXIST or another errno.
-int writeTrashInfo(const std::string& infoPath, const std::string& originalPath) {
-    const int fd = open(infoPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (fd < 0) return errno;
-    const std::string contents = "[Trash Info]\nPath=" + stringByAddingPercentEscapes(originalPath) +
-                                 "\nDeletionDate=" + deletionDate() + "\n";
-    std::size_t written = 0;
-    int error = 0;
-    while (written < contents.size()) {
-        const ssize_t n = write(fd, contents.data() + written, contents.size() - written);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            error = n < 0 ? errno : EIO;
-            break;
-        }
-        written += static_cast<std::size_t>(n);
-    }
-    // The record must be on disk before the item disappears from its place.
-    if (!error && fsync(fd) != 0) error = errno;
-    close(fd);
-    if (error) unlink(infoPath.c_str());
+    if (!error) error = makeFolder(place.folder, 0700, !onSharedVolume);
+    if (!error && flavour == TrashFlavour::Freedesktop) error = makeFolder(place.folder + "/files", 0700, false);
+    if (!error && flavour == TrashFlavour::Freedesktop) error = makeFolder(place.folder + "/info", 0700, false);
     return error;
 }
 
-bool moveIntoMacTrash(const std::string& item, const TrashPlace& place, std::string& moved) {
-    const std::string name = lastPathComponent(item);
-    for (int attempt = 1; attempt <= kMaximumNameAttempts; ++attempt) {
-        const std::string target = place.folder + "/" + candidateName(name, attempt);
-        std::error_code error;
-        if (FileManager::defaultManager().moveItemAtPath(item, target, &error)) {
-            moved = target;
-            return true;
-        }
-        if (error != std::errc::file_exists) return false;
-    }
-    return false;
+/// `text` cut to at most `length` bytes without splitting a UTF-8 sequence.
+std::string cutAtCharacter(const std::string& text, std::size_t length) {
+    if (text.size() <= length) return text;
+    while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80) --length;
+    return text.substr(0, length);
 }
 
-bool moveIntoFreedesktopTrash(const std::string& item, const TrashPlace& place, std::string& moved) {
+/// "name.ext", "name 2.ext", "name 3.ext" ..., at most `limit` bytes: a long
+/// name loses the end of its stem, keeping the number and the extension.
+std::string candidateName(const std::string& name, int attempt, std::size_t limit) {
+    std::string extension = pathExtension(name);
+    std::string stem = stringByDeletingPathExtension(name);
+    if (extension.size() > kLongestKeptExtension) {
+        extension.clear();
+        stem = name;
+    }
+    const std::string suffix = (attempt == 1 ? std::string() : " " + std::to_string(attempt)) +
+                               (extension.empty() ? std::string() : "." + extension);
+    return cutAtCharacter(stem, limit - suffix.size()) + suffix;
+}
+
+std::error_code moveIntoMacTrash(const std::string& item, const TrashPlace& place, std::string& moved) {
+    const FileManager& fileManager = FileManager::defaultManager();
+    const std::string name = lastPathComponent(item);
+    for (int attempt = 1; attempt <= kMaximumNameAttempts; ++attempt) {
+        const std::string target = place.folder + "/" + candidateName(name, attempt, kMaximumNameBytes);
+        std::error_code error;
+        if (fileManager.moveItemAtPath(item, target, &error)) {
+            moved = target;
+            // The original place, for putting it back; the move itself is done
+            // (links cannot carry the attribute everywhere).
+            fileManager.setExtendedAttribute(target, kPutBackAttribute, Data(item.begin(), item.end()));
+            return {};
+        }
+        if (error != std::errc::file_exists) return error;
+    }
+    return TrashError::NamesExhausted;
+}
+
+std::error_code moveIntoFreedesktopTrash(const std::string& item, const TrashPlace& place, std::string& moved) {
     const std::string name = lastPathComponent(item);
     // In a volume's own trash the original place is recorded relative to the volume.
     std::string recordedPath = item;
@@ -186,53 +165,93 @@ bool moveIntoFreedesktopTrash(const std::string& item, const TrashPlace& place, 
         recordedPath = item.substr(place.top.size() + 1);
     else if (place.top == "/")
         recordedPath = item.substr(1);
+    const std::string record = "[Trash Info]\nPath=" + stringByAddingPercentEscapes(recordedPath) +
+                               "\nDeletionDate=" + platform::localDateTimeNow() + "\n";
 
     for (int attempt = 1; attempt <= kMaximumNameAttempts; ++attempt) {
-        const std::string candidate = candidateName(name, attempt);
+        // The record's name (name + ".trashinfo") must fit too.
+        const std::string candidate =
+            candidateName(name, attempt, kMaximumNameBytes - kTrashInfoSuffix.size());
         const std::string target = place.folder + "/files/" + candidate;
-        if (statOf(target, false)) continue;
-        const std::string info = place.folder + "/info/" + candidate + ".trashinfo";
-        const int reserved = writeTrashInfo(info, recordedPath);
+        if (platform::statusOfItem(target, false)) continue;
+        // The record is written (and reaches the disk) first: it reserves the
+        // name, and an item is never in the trash without it.
+        const std::string info = place.folder + "/info/" + candidate + std::string(kTrashInfoSuffix);
+        const int reserved = platform::createFileExclusively(info, record);
         if (reserved == EEXIST) continue;
-        if (reserved != 0) return false;
+        if (reserved != 0) return errnoCode(reserved);
         std::error_code error;
         if (FileManager::defaultManager().moveItemAtPath(item, target, &error)) {
             moved = target;
-            return true;
+            return {};
         }
-        unlink(info.c_str());
+        platform::removeFile(info);
         // Someone else took the name between our check and the move.
-        if (error != std::errc::file_exists) return false;
+        if (error != std::errc::file_exists) return error;
     }
-    return false;
+    return TrashError::NamesExhausted;
 }
 
-std::string absoluteStandardPath(std::string_view path) {
+std::string absolutePath(std::string_view path) {
     std::string expanded = stringByExpandingTildeInPath(path);
     if (!expanded.empty() && expanded.front() != '/')
         expanded = stringByAppendingPathComponent(FileManager::defaultManager().currentDirectoryPath(), expanded);
-    return stringByStandardizingPath(expanded);
+    return expanded;
 }
 
 /// The path with its folders resolved (the item itself, if a link, is kept).
-std::string resolvedPath(const std::string& path) {
-    const std::string parent = stringByDeletingLastPathComponent(path);
-    char* resolved = realpath(parent.c_str(), nullptr);
-    if (!resolved) return path;
-    std::string out = stringByAppendingPathComponent(resolved, lastPathComponent(path));
-    std::free(resolved);
-    return out;
+std::string resolvedFolders(const std::string& path) {
+    auto parent = platform::resolvedPath(stringByDeletingLastPathComponent(path));
+    return parent ? stringByAppendingPathComponent(*parent, lastPathComponent(path)) : path;
 }
 
 bool isStrictlyInside(const std::string& path, const std::string& folder) {
-    if (folder.empty() || path.size() <= folder.size() + 1) return false;
-    if (folder == "/") return true;
+    if (folder.empty() || path.size() <= folder.size() + (folder == "/" ? 0 : 1)) return false;
+    if (folder == "/") return path.front() == '/';
     return path.compare(0, folder.size(), folder) == 0 && path[folder.size()] == '/';
+}
+
+/// The item a user means by `path`, resolved so that no spelling (trailing
+/// slashes, "..", links in its folders) hides what it is: its folders resolved,
+/// the item itself (a link is moved, not what it names) kept.
+std::error_code locateItem(std::string_view path, std::string& item) {
+    const std::string absolute = absolutePath(path);
+    const std::string last = lastPathComponent(absolute);
+    // "." and ".." name a folder by where one stands (or stood): too easy to
+    // mean something else than what gets moved.
+    if (last == "." || last == "..") return TrashError::DotPath;
+    int code = 0;
+    std::optional<std::string> resolved;
+    if (last == "/")
+        resolved = platform::resolvedPath(absolute, &code);
+    else if ((resolved = platform::resolvedPath(stringByDeletingLastPathComponent(absolute), &code)))
+        resolved = stringByAppendingPathComponent(*resolved, last);
+    if (!resolved) return errnoCode(code);
+    if (!platform::statusOfItem(*resolved, false, &code)) return errnoCode(code);
+    item = std::move(*resolved);
+    return {};
+}
+
+/// Refuses the folders whose loss would take the user's data or the whole
+/// inspected tree with them, whether named directly or through a link.
+std::error_code protectionFor(const std::string& item, const FileSystemLayout& layout) {
+    const std::string target = platform::resolvedPath(item).value_or(item);
+    if (item == "/" || target == "/") return TrashError::RootFolder;
+    if (!layout.isHostRoot()) {
+        const std::string root = platform::resolvedPath(layout.root()).value_or(layout.root());
+        if (item == root || target == root) return TrashError::LayoutRoot;
+        if (!isStrictlyInside(item, root)) return TrashError::OutsideLayout;
+    }
+    const auto home = platform::resolvedPath(layout.home());
+    if (!home || !isDirectory(*home)) return TrashError::HomeMissing;
+    for (const std::string& candidate : {item, target})
+        if (candidate == *home || isStrictlyInside(*home, candidate)) return TrashError::HomeFolder;
+    return {};
 }
 
 std::vector<std::string> buildTrashFolders(const FileSystemLayout& layout) {
     const TrashFlavour flavour = flavourOf(layout);
-    const uid_t uid = trashUserID(layout);
+    const std::uint32_t uid = trashUserID(layout);
     std::vector<std::string> folders{homeTrashFolder(layout, flavour)};
     auto addExisting = [&](const std::string& top) {
         std::string trash = volumeTrashFolder(top, flavour, uid);
@@ -257,7 +276,34 @@ std::vector<std::string> buildTrashFolders(const FileSystemLayout& layout) {
     return folders;
 }
 
+class TrashErrorCategory final : public std::error_category {
+public:
+    const char* name() const noexcept override { return "trash"; }
+    std::string message(int value) const override {
+        switch (static_cast<TrashError>(value)) {
+            case TrashError::RootFolder: return "the root folder is never moved to the trash";
+            case TrashError::DotPath: return "a path ending in '.' or '..' is never moved to the trash (name the folder itself)";
+            case TrashError::HomeFolder: return "the home folder, and any folder holding it, is never moved to the trash";
+            case TrashError::LayoutRoot: return "the root of the inspected tree is never moved to the trash";
+            case TrashError::OutsideLayout: return "the item lies outside the inspected tree";
+            case TrashError::HomeMissing: return "the home folder does not exist";
+            case TrashError::AlreadyInTrash: return "the item is already in the trash";
+            case TrashError::CrossesMount:
+                return "the item is on another mount than its trash (a bind mount?); moving it would take a copy, "
+                       "which the trash never makes";
+            case TrashError::NoTrashForVolume: return "no trash can be made on the item's volume";
+            case TrashError::NamesExhausted: return "every name for the item in the trash is taken";
+        }
+        return "unknown trash error";
+    }
+};
+
 }  // namespace
+
+const std::error_category& trashErrorCategory() {
+    static const TrashErrorCategory category;
+    return category;
+}
 
 std::vector<std::string> FileManager::trashFolders() const {
     static std::mutex mutex;
@@ -271,8 +317,8 @@ std::vector<std::string> FileManager::trashFolders() const {
 
 bool FileManager::isPathInTrash(std::string_view path) const {
     if (path.empty()) return false;
-    const std::string item = absoluteStandardPath(path);
-    const std::string resolvedItem = resolvedPath(item);
+    const std::string item = stringByStandardizingPath(absolutePath(path));
+    const std::string resolvedItem = resolvedFolders(item);
     std::vector<std::string> folders = trashFolders();
     // The trash of the item's own volume counts even when it was made after
     // the list was built, or lies on a volume the list leaves out.
@@ -281,37 +327,44 @@ bool FileManager::isPathInTrash(std::string_view path) const {
     if (auto volume = platform::mountedVolumeForPath(item, error))
         folders.push_back(volumeTrashFolder(volume->mountPoint, flavourOf(*layout), trashUserID(*layout)));
     for (const std::string& folder : folders) {
-        const std::string resolvedFolder = resolvedPath(folder);
-        if (isStrictlyInside(item, folder) || isStrictlyInside(resolvedItem, resolvedFolder)) return true;
+        if (isStrictlyInside(item, folder) || isStrictlyInside(resolvedItem, resolvedFolders(folder))) return true;
     }
     return false;
 }
 
-bool FileManager::moveItemAtPathToTrash(std::string_view path, std::string* destination) const {
-    if (path.empty()) return false;
-    const std::string item = absoluteStandardPath(path);
-    auto itemInfo = statOf(item, false);
-    if (!itemInfo || item == "/" || isPathInTrash(item)) return false;
-    const auto itemDevice = static_cast<std::uint64_t>(itemInfo->st_dev);
-
+bool FileManager::moveItemAtPathToTrash(std::string_view path, std::string* destination,
+                                        std::error_code* error) const {
+    auto fail = [error](std::error_code code) {
+        if (error) *error = code;
+        return false;
+    };
+    if (path.empty()) return fail(errnoCode(ENOENT));
+    std::string item;
+    if (auto code = locateItem(path, item)) return fail(code);
     const auto layout = FileSystemLayout::current();
+    if (auto code = protectionFor(item, *layout)) return fail(code);
+    if (isPathInTrash(item)) return fail(TrashError::AlreadyInTrash);
+    const std::uint64_t itemDevice = platform::statusOfItem(item, false)->device;
+
     const TrashFlavour flavour = flavourOf(*layout);
     TrashPlace place{homeTrashFolder(*layout, flavour), {}};
     if (deviceOfFolder(place.folder) != itemDevice) {
         // Items are renamed, never copied: one on another volume goes to that volume's trash.
-        int error = 0;
-        auto volume = platform::mountedVolumeForPath(item, error);
-        if (!volume) return false;
+        int code = 0;
+        auto volume = platform::mountedVolumeForPath(item, code);
+        if (!volume) return fail(errnoCode(code));
         place = {volumeTrashFolder(volume->mountPoint, flavour, trashUserID(*layout)), volume->mountPoint};
-        if (deviceOfFolder(place.folder) != itemDevice) return false;
+        if (deviceOfFolder(place.folder) != itemDevice) return fail(TrashError::NoTrashForVolume);
     }
-    if (!prepareTrash(place, flavour)) return false;
+    if (auto code = prepareTrash(place, flavour)) return fail(code);
 
     std::string moved;
-    const bool ok = flavour == TrashFlavour::Mac ? moveIntoMacTrash(item, place, moved)
-                                                 : moveIntoFreedesktopTrash(item, place, moved);
-    if (ok && destination) *destination = moved;
-    return ok;
+    std::error_code code = flavour == TrashFlavour::Mac ? moveIntoMacTrash(item, place, moved)
+                                                        : moveIntoFreedesktopTrash(item, place, moved);
+    if (code == std::errc::cross_device_link) code = TrashError::CrossesMount;
+    if (code) return fail(code);
+    if (destination) *destination = moved;
+    return true;
 }
 
 }  // namespace kq

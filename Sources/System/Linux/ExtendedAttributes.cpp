@@ -49,22 +49,4 @@ bool writeExtendedAttribute(const std::string& path, std::string_view name, cons
     return true;
 }
 
-void copyExtendedAttributes(const std::string& from, const std::string& to) {
-    ssize_t size = llistxattr(from.c_str(), nullptr, 0);
-    if (size <= 0) return;
-    std::string names(static_cast<std::size_t>(size), '\0');
-    size = llistxattr(from.c_str(), names.data(), names.size());
-    if (size <= 0) return;
-    names.resize(static_cast<std::size_t>(size));
-    for (std::size_t start = 0; start < names.size();) {
-        std::size_t end = names.find('\0', start);
-        if (end == std::string::npos) end = names.size();
-        std::string name = names.substr(start, end - start);
-        start = end + 1;
-        if (name.rfind("user.", 0) != 0) continue;
-        if (auto value = readExact(from, name))
-            lsetxattr(to.c_str(), name.c_str(), value->data(), value->size(), 0);
-    }
-}
-
 }  // namespace kq::platform

@@ -15,8 +15,5 @@ std::optional<Data> readExtendedAttribute(const std::string& path, std::string_v
 /// Writes under "user." + name unless the name already has a namespace.
 bool writeExtendedAttribute(const std::string& path, std::string_view name, const Data& value,
                             std::error_code& error);
-/// Copies every attribute of the "user." namespace; attributes the
-/// destination refuses are skipped (another file system may not take them).
-void copyExtendedAttributes(const std::string& from, const std::string& to);
 
 }  // namespace kq::platform

@@ -78,10 +78,9 @@ public:
     bool createFileAtPath(std::string_view path, const Data& contents, std::error_code* error = nullptr) const;
     bool createDirectoryAtPath(std::string_view path, bool withIntermediateDirectories,
                                std::error_code* error = nullptr) const;
-    /// Renames; fails rather than replacing an existing destination. Across
-    /// file systems the item is copied (contents, modes, times, "user."
-    /// extended attributes) and the original removed only once the copy is
-    /// complete; a failed copy is removed again and the original stays.
+    /// One rename that never replaces an existing destination. Nothing is
+    /// ever copied: across file systems or mounts it fails with EXDEV
+    /// (std::errc::cross_device_link) and both places stay as they were.
     bool moveItemAtPath(std::string_view from, std::string_view to, std::error_code* error = nullptr) const;
     /// Removes the item and, for a folder, everything in it (links are not followed).
     bool removeItemAtPath(std::string_view path, std::error_code* error = nullptr) const;
@@ -102,7 +101,7 @@ public:
     bool setFileExtensionHidden(std::string_view path, bool hidden, std::error_code* error = nullptr) const;
 
     // NSFileManager(KQFoundation), see NSFileManager+KQFoundation.h; defined
-    // in Sources/Common/Scanning/NSFileManager+KQFoundation.cpp.
+    // in Sources/Common/Scanning/NSFileManager+KQFoundation*.cpp.
     std::uint64_t sizeOfItemAtPath(std::string_view path) const;
     std::vector<std::string> crashReportFolders() const;
     std::string crashReportFolderInDomain(unsigned domainMask) const;
@@ -117,9 +116,38 @@ public:
     bool isPathOnStorageDevice(std::string_view path) const;
     bool isPathInTrash(std::string_view path) const;
     bool isPathInFilePackage(std::string_view path) const;
-    /// Never overwrites what is already in the trash, never deletes; a failed
-    /// move leaves the item where it was. `destination` receives the new path.
-    bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr) const;
+    /// The protected, never-copying move: one rename into the trash of the
+    /// item's volume, or nothing. Refuses paths ending in "." or "..", the
+    /// root folder, the home folder and the folders holding it, the layout's
+    /// root and anything outside it, and items already in a trash; needs the
+    /// layout's home to exist. Never
+    /// overwrites, never deletes, never copies: on failure the item and the
+    /// trash stay exactly as they were, `destination` is untouched and `error`
+    /// says why (a TrashError or an errno value).
+    bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr,
+                               std::error_code* error = nullptr) const;
 };
 
+/// Why moveItemAtPathToTrash refused an item (errno values cover the rest).
+enum class TrashError {
+    RootFolder = 1,   // the file system's root
+    DotPath,          // a path ending in "." or "..", whatever folder it names
+    HomeFolder,       // the home folder, or a folder holding it
+    LayoutRoot,       // the root of the inspected tree
+    OutsideLayout,    // outside the inspected tree
+    HomeMissing,      // the layout's home folder does not exist
+    AlreadyInTrash,
+    CrossesMount,     // the trash is on another mount of the same device (a bind mount)
+    NoTrashForVolume, // no trash can be made on the item's own volume
+    NamesExhausted,   // every candidate name in the trash is taken
+};
+
+const std::error_category& trashErrorCategory();
+inline std::error_code make_error_code(TrashError error) {
+    return {static_cast<int>(error), trashErrorCategory()};
+}
+
 }  // namespace kq
+
+template <>
+struct std::is_error_code_enum<kq::TrashError> : std::true_type {};

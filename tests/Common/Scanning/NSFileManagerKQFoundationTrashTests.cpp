@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -12,6 +13,8 @@
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "Support/MountNamespace.h"
+#include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -26,6 +29,10 @@ std::string contentsOf(const std::string& path) {
 bool exists(const std::string& path) {
     struct stat info {};
     return lstat(path.c_str(), &info) == 0;
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+    return kq::FileManager::defaultManager().contentsOfDirectoryAtPath(folder);
 }
 
 /// Makes a folder immutable for as long as it lives, so that nothing can be
@@ -100,30 +107,24 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LinuxTrashRecordsWhereTheItemCameFro
 TEST_F(NSFileManagerKQFoundationTrashTests, NameCollisionsGetNumberedNamesAndNothingIsReplaced) {
     const std::string trash = useLinuxHome();
     std::vector<std::string> destinations;
-    for (const char* folder : {"a", "b", "c"}) {
-        const std::string item = tmp.writeFile(std::string(folder) + "/report.pdf", folder);
+    for (const char* folder : {"a", "b"}) {
         std::string destination;
-        ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination));
+        ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp.writeFile(std::string(folder) + "/report.pdf", folder),
+                                                      &destination));
         destinations.push_back(destination);
     }
-    EXPECT_EQ(destinations, (std::vector<std::string>{trash + "/files/report.pdf", trash + "/files/report 2.pdf",
-                                                      trash + "/files/report 3.pdf"}));
+    EXPECT_EQ(destinations, (std::vector<std::string>{trash + "/files/report.pdf", trash + "/files/report 2.pdf"}));
     EXPECT_EQ(contentsOf(destinations[0]), "a");
-    EXPECT_EQ(contentsOf(destinations[2]), "c");
-    EXPECT_TRUE(exists(trash + "/info/report 3.pdf.trashinfo"));
+    EXPECT_EQ(contentsOf(destinations[1]), "b");
+    EXPECT_TRUE(exists(trash + "/info/report 2.pdf.trashinfo"));
 
     // A name taken only in info/ (a record without its item) is not reused either.
     tmp.writeFile("home/.local/share/Trash/info/Folder.app.trashinfo", "[Trash Info]\n");
     tmp.writeFile("d/Folder.app/Contents/Info.plist");
-    tmp.writeFile("e/README");
-    tmp.writeFile("f/README");
     std::string destination;
     ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp / "d/Folder.app", &destination));
     EXPECT_EQ(destination, trash + "/files/Folder 2.app");
     EXPECT_TRUE(exists(destination + "/Contents/Info.plist"));
-    ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp / "e/README"));
-    ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp / "f/README", &destination));
-    EXPECT_EQ(destination, trash + "/files/README 2");
 }
 
 TEST_F(NSFileManagerKQFoundationTrashTests, MacHomeUsesItsDotTrashWithoutRecords) {
@@ -156,16 +157,156 @@ TEST_F(NSFileManagerKQFoundationTrashTests, MacTreeListsTheTrashesOfItsVolumes) 
     EXPECT_TRUE(fileManager.isPathInTrash(tmp / ("root/Volumes/Backup/.Trashes/" + uid + "/old.txt")));
 }
 
-TEST_F(NSFileManagerKQFoundationTrashTests, RefusedMovesLeaveEverythingInPlace) {
-    useLinuxHome();
-    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(tmp / "missing"));
-    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(""));
+TEST_F(NSFileManagerKQFoundationTrashTests, RefusalsSayWhyAndLeaveEverythingInPlace) {
+    using kq::TrashError;
+    const std::string home = tmp.makeDirectory("home");
+    tmp.writeFile("home/notes.txt", "n");
+    const std::string macHome = tmp.makeDirectory("root/Users/jane");
+    tmp.writeFile("outside.txt", "o");
+    tmp.makeSymlink("homeLink", home);
+    tmp.makeSymlink("slashLink", "/");
+    tmp.makeSymlink("root/Users/jane/rootLink", tmp / "root");
+    // Should a refusal ever fail, "~" must still name nothing but our own folder.
+    const kqtest::ScopedEnvironment environment({{"HOME", home.c_str()}}, {});
+    const auto host = std::make_shared<kq::FileSystemLayout>("/", home);
+    const auto mac = std::make_shared<kq::FileSystemLayout>(tmp / "root", macHome);
+    const auto homeless = std::make_shared<kq::FileSystemLayout>("/", tmp / "missing/home");
+    const struct {
+        std::string path;
+        std::shared_ptr<kq::FileSystemLayout> layout;
+        std::error_code expected;
+    } cases[] = {
+        {".", host, TrashError::DotPath},
+        {"..", host, TrashError::DotPath},
+        {home + "/..", host, TrashError::DotPath},
+        {home + "/./", host, TrashError::DotPath},
+        {"/", host, TrashError::RootFolder},
+        {"//", host, TrashError::RootFolder},
+        {tmp / "slashLink", host, TrashError::RootFolder},
+        {home, host, TrashError::HomeFolder},
+        {home + "//", host, TrashError::HomeFolder},
+        {"~", host, TrashError::HomeFolder},
+        {tmp / "homeLink", host, TrashError::HomeFolder},
+        {tmp / "homeLink/", host, TrashError::HomeFolder},
+        {tmp.path(), host, TrashError::HomeFolder},  // holds the home
+        {tmp / "root", mac, TrashError::LayoutRoot},
+        {tmp / "root/Users/../", mac, TrashError::DotPath},
+        {tmp / "root/Users/jane/rootLink", mac, TrashError::LayoutRoot},
+        {tmp / "root/Users", mac, TrashError::HomeFolder},
+        {tmp / "outside.txt", mac, TrashError::OutsideLayout},
+        {tmp / "root/Users/jane/../../../outside.txt", mac, TrashError::OutsideLayout},
+        {tmp / "outside.txt", homeless, TrashError::HomeMissing},
+        {tmp / "missing.txt", host, std::make_error_code(std::errc::no_such_file_or_directory)},
+        {"", host, std::make_error_code(std::errc::no_such_file_or_directory)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.path);
+        kq::FileSystemLayout::setCurrent(c.layout);
+        std::string destination = "untouched";
+        std::error_code error;
+        EXPECT_FALSE(fileManager.moveItemAtPathToTrash(c.path, &destination, &error));
+        EXPECT_EQ(error, c.expected) << error.message();
+        EXPECT_FALSE(error.message().empty());
+        EXPECT_EQ(destination, "untouched");
+    }
+    EXPECT_EQ(contentsOf(tmp / "outside.txt"), "o");
+    EXPECT_EQ(contentsOf(home + "/notes.txt"), "n");
+    // No trash was made for a refused item, and a missing home was not created.
+    EXPECT_FALSE(exists(home + "/.local"));
+    EXPECT_FALSE(exists(macHome + "/.Trash"));
+    EXPECT_FALSE(exists(tmp / "root/.Trashes"));
+    EXPECT_FALSE(exists(tmp / "missing"));
 
     // Something already in the trash stays where it is.
+    kq::FileSystemLayout::setCurrent(host);
     std::string destination;
     ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp.writeFile("x/once.txt", "1"), &destination));
-    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(destination));
+    std::error_code error;
+    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(destination, nullptr, &error));
+    EXPECT_EQ(error, TrashError::AlreadyInTrash);
     EXPECT_TRUE(exists(destination));
+}
+
+TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExtensionAndOriginalPath) {
+    const std::string trash = useLinuxHome();
+    std::string e120, e119;  // "é" is two bytes: a cut must not split one
+    for (int i = 0; i < 120; ++i) e120 += "\u00e9";
+    e119 = e120.substr(2);
+    const std::string longExtension = "a." + std::string(252, 'b');  // too long to count as an extension
+    const struct {
+        std::string name, first, second;
+    } cases[] = {
+        // The record "<name>.trashinfo" must fit in 255 bytes too.
+        {std::string(251, 'a') + ".txt", std::string(241, 'a') + ".txt", std::string(239, 'a') + " 2.txt"},
+        {e120 + "\u00e9\u00e9\u00e9.txt", e120 + ".txt", e119 + " 2.txt"},
+        {longExtension, longExtension.substr(0, 245), longExtension.substr(0, 243) + " 2"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.first);
+        ASSERT_EQ(c.name.size() <= 255, true);
+        for (const std::string& expected : {c.first, c.second}) {
+            const std::string item = tmp.writeFile((expected == c.first ? "one/" : "two/") + c.name, expected);
+            std::string destination;
+            std::error_code error;
+            ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination, &error)) << error.message();
+            EXPECT_EQ(destination, trash + "/files/" + expected);
+            EXPECT_EQ(contentsOf(destination), expected);
+            const std::string info = contentsOf(trash + "/info/" + expected + ".trashinfo");
+            EXPECT_NE(info.find("\nPath=" + kq::stringByAddingPercentEscapes(item) + "\n"), std::string::npos) << info;
+        }
+    }
+
+    // The Mac trash has no records: a 255-byte name keeps all of it, a second
+    // one is cut, and each keeps its original place for putting it back.
+    const std::string macTrash = useMacHome();
+    const std::string name = std::string(251, 'm') + ".txt";
+    for (const std::string& expected : {name, std::string(249, 'm') + " 2.txt"}) {
+        const std::string item = tmp.writeFile((expected == name ? "three/" : "four/") + name);
+        std::string destination;
+        ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination));
+        EXPECT_EQ(destination, macTrash + "/" + expected);
+        EXPECT_EQ(fileManager.extendedAttribute(destination, "kq.trash.putBackPath"),
+                  kq::Data(item.begin(), item.end()));
+    }
+}
+
+TEST_F(NSFileManagerKQFoundationTrashTests, ItemOnABindMountIsNeverCopied) {
+    // A bind mount shows the same device on both sides, yet a rename across it
+    // fails with EXDEV. The item must stay whole and the trash as it was.
+    for (const bool macHome : {false, true}) {
+        SCOPED_TRACE(macHome ? "Mac trash" : "freedesktop trash");
+        const std::string trash = macHome ? useMacHome() : useLinuxHome();
+        if (!macHome) {
+            tmp.makeDirectory("home/.local/share/Trash/files");
+            tmp.makeDirectory("home/.local/share/Trash/info");
+        }
+        const std::string source = tmp.makeDirectory("source");
+        for (int i = 0; i < 20; ++i) tmp.writeFile("source/folder/file" + std::to_string(i), std::to_string(i));
+        const std::string mount = tmp.makeDirectory("mount");
+
+        const auto run = kqtest::runWithBindMounts({{source, mount}}, [&] {
+            std::string destination = "untouched";
+            std::error_code error;
+            const bool moved = fileManager.moveItemAtPathToTrash(mount + "/folder", &destination, &error);
+            return std::string(moved ? "moved " : "kept ") + error.category().name() + ":" +
+                   std::to_string(error.value()) + " " + destination;
+        });
+        if (!run.permitted) GTEST_SKIP() << "no bind mount in a private mount namespace here: " << run.skipReason;
+        EXPECT_EQ(run.output, "kept trash:" + std::to_string(static_cast<int>(kq::TrashError::CrossesMount)) +
+                                  " untouched");
+        EXPECT_EQ(namesIn(source + "/folder").size(), 20u);
+        EXPECT_EQ(contentsOf(source + "/folder/file19"), "19");
+        if (macHome) {
+            EXPECT_EQ(namesIn(trash), std::vector<std::string>{});
+        } else {
+            EXPECT_EQ(namesIn(trash + "/files"), std::vector<std::string>{});
+            EXPECT_EQ(namesIn(trash + "/info"), std::vector<std::string>{});
+        }
+        std::filesystem::remove_all(tmp / "home");
+        std::filesystem::remove_all(tmp / "mac");
+        std::filesystem::remove_all(source);
+        std::filesystem::remove_all(mount);
+    }
 }
 
 TEST_F(NSFileManagerKQFoundationTrashTests, FailedMoveFromLockedFolderKeepsItemAndDropsRecord) {
@@ -183,8 +324,11 @@ TEST_F(NSFileManagerKQFoundationTrashTests, FailedMoveFromLockedFolderKeepsItemA
     }
 
     std::string destination = "untouched";
-    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(item, &destination));
+    std::error_code error;
+    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(item, &destination, &error));
     EXPECT_EQ(destination, "untouched");
+    EXPECT_TRUE(error == std::errc::permission_denied || error == std::errc::operation_not_permitted)
+        << error.message();
     immutable.reset();
     chmod((tmp / "locked").c_str(), 0755);
 
