@@ -245,14 +245,15 @@ TrashOutcome moveToTrash(const std::vector<Leftover>& items) {
         });
         std::string destination;
         std::string reason;
+        std::error_code error;
         if (insideMoved != movedPaths.end()) {
             reason = "it went to the trash with " + *insideMoved;
         } else if (!fileManager.attributesOfItemAtPath(item.path)) {
             reason = "it no longer exists";
         } else if (fileManager.isPathInTrash(item.path)) {
             reason = "it is already in the trash";
-        } else if (!fileManager.moveItemAtPathToTrash(item.path, &destination)) {
-            reason = "the trash refused it; it was left where it is";
+        } else if (!fileManager.moveItemAtPathToTrash(item.path, &destination, &error)) {
+            reason = error.message() + "; it was left where it is";
         }
         if (reason.empty()) {
             movedPaths.push_back(item.path);
