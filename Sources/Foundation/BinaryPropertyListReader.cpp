@@ -40,6 +40,11 @@ public:
         objectsEnd_ = static_cast<std::size_t>(tableOffset);
         count_ = static_cast<std::size_t>(count);
         onPath_.assign(count_, false);
+        // Shared references could expand a few hundred bytes into 2^40
+        // values: count them all before building any.
+        expanded_.assign(count_, 0);
+        auto total = expandedCount(static_cast<std::size_t>(top), 0);
+        if (!total || *total > PropertyList::kMaximumValueCount) return std::nullopt;
         return object(static_cast<std::size_t>(top), 0);
     }
 
@@ -60,11 +65,63 @@ private:
         return value;
     }
 
-    std::optional<Value> object(std::size_t index, std::size_t depth) {
+    /// Where the object starts, if its offset lies in the object area.
+    std::optional<std::size_t> offsetOf(std::size_t index) const {
         if (index >= count_) return std::nullopt;
         const std::uint64_t offset = bigEndian(p_ + objectsEnd_ + index * offsetSize_, offsetSize_);
         if (offset < 8 || offset >= objectsEnd_) return std::nullopt;
-        std::size_t pos = static_cast<std::size_t>(offset);
+        return static_cast<std::size_t>(offset);
+    }
+
+    struct References {
+        std::size_t pos;
+        std::uint64_t count;
+    };
+
+    /// An array's, set's or dictionary's references (keys, then values),
+    /// checked to lie inside the object area; nullopt for a scalar.
+    std::optional<References> references(std::size_t pos) const {
+        const std::uint8_t kind = p_[pos] >> 4;
+        if (kind != 0xA && kind != 0xC && kind != 0xD) return std::nullopt;
+        ++pos;
+        auto n = length(p_[pos - 1] & 0x0F, pos);
+        if (!n || *n > objectsEnd_) return std::nullopt;
+        const std::uint64_t count = *n * (kind == 0xD ? 2 : 1);
+        if (!fits(pos, count * refSize_)) return std::nullopt;
+        return References{pos, count};
+    }
+
+    std::size_t referenceAt(const References& refs, std::uint64_t i) const {
+        return static_cast<std::size_t>(bigEndian(p_ + refs.pos + i * refSize_, refSize_));
+    }
+
+    /// The number of values the object becomes, every reference counted
+    /// (saturating past the limit); nullopt for a cycle or too deep nesting.
+    std::optional<std::uint64_t> expandedCount(std::size_t index, std::size_t depth) {
+        auto pos = offsetOf(index);
+        if (!pos) return std::nullopt;
+        if (expanded_[index] != 0) return expanded_[index];
+        const std::uint8_t kind = p_[*pos] >> 4;
+        std::uint64_t total = 1;
+        if (kind == 0xA || kind == 0xC || kind == 0xD) {
+            auto refs = references(*pos);
+            if (!refs || depth + 1 > PropertyList::kMaximumDepth || onPath_[index]) return std::nullopt;
+            onPath_[index] = true;
+            for (std::uint64_t i = 0; i < refs->count && total <= PropertyList::kMaximumValueCount; ++i) {
+                auto child = expandedCount(referenceAt(*refs, i), depth + 1);
+                if (!child) return std::nullopt;
+                total += *child;
+            }
+            onPath_[index] = false;
+        }
+        expanded_[index] = total;
+        return total;
+    }
+
+    std::optional<Value> object(std::size_t index, std::size_t depth) {
+        auto start = offsetOf(index);
+        if (!start) return std::nullopt;
+        std::size_t pos = *start;
         const std::uint8_t marker = p_[pos++];
         const std::uint8_t low = marker & 0x0F;
         switch (marker >> 4) {
@@ -113,7 +170,7 @@ private:
             }
             case 0xA:
             case 0xC:  // a set reads as an array
-            case 0xD: return container(index, marker >> 4 == 0xD, low, pos, depth);
+            case 0xD: return container(index, marker >> 4 == 0xD, pos - 1, depth);
             default: return std::nullopt;
         }
     }
@@ -130,35 +187,33 @@ private:
         return std::nullopt;
     }
 
-    std::optional<Value> container(std::size_t index, bool isDictionary, std::uint8_t low, std::size_t pos,
-                                   std::size_t depth) {
-        auto n = length(low, pos);
-        const std::uint64_t refs = n ? *n * (isDictionary ? 2 : 1) : 0;
-        if (!n || *n > objectsEnd_ || !fits(pos, refs * refSize_) || !budget_.take()) return std::nullopt;
+    std::optional<Value> container(std::size_t index, bool isDictionary, std::size_t pos, std::size_t depth) {
+        auto refs = references(pos);
+        if (!refs || !budget_.take()) return std::nullopt;
         if (depth + 1 > PropertyList::kMaximumDepth || onPath_[index]) return std::nullopt;  // too deep, or a cycle
         onPath_[index] = true;
-        auto ref = [&](std::uint64_t i) { return static_cast<std::size_t>(bigEndian(p_ + pos + i * refSize_, refSize_)); };
         std::optional<Value> result;
         if (isDictionary) {
+            const std::uint64_t n = refs->count / 2;
             Dictionary dictionary;
             std::uint64_t i = 0;
-            for (; i < *n; ++i) {
-                auto key = object(ref(i), depth + 1);
+            for (; i < n; ++i) {
+                auto key = object(referenceAt(*refs, i), depth + 1);
                 if (!key || !key->isString()) break;
-                auto value = object(ref(*n + i), depth + 1);
+                auto value = object(referenceAt(*refs, n + i), depth + 1);
                 if (!value) break;
                 dictionary.setObject(*key->asString(), std::move(*value));
             }
-            if (i == *n) result = Value(std::move(dictionary));
+            if (i == n) result = Value(std::move(dictionary));
         } else {
             Array array;
             std::uint64_t i = 0;
-            for (; i < *n; ++i) {
-                auto element = object(ref(i), depth + 1);
+            for (; i < refs->count; ++i) {
+                auto element = object(referenceAt(*refs, i), depth + 1);
                 if (!element) break;
                 array.push_back(std::move(*element));
             }
-            if (i == *n) result = Value(std::move(array));
+            if (i == refs->count) result = Value(std::move(array));
         }
         onPath_[index] = false;
         return result;
@@ -171,6 +226,7 @@ private:
     std::size_t offsetSize_ = 0;
     std::size_t refSize_ = 0;
     std::vector<bool> onPath_;
+    std::vector<std::uint64_t> expanded_;
     Budget budget_;
 };
 
