@@ -215,6 +215,9 @@ private:
 
 std::optional<Value> readXML(std::string_view bytes) {
     if (bytes.size() > static_cast<std::size_t>(INT_MAX)) return std::nullopt;
+    // libxml2 sets up its globals on first use; do it once, before threads race to.
+    static const bool initialised = (xmlInitParser(), true);
+    (void)initialised;
     // No network, no errors printed; external entities are never substituted.
     const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
     std::unique_ptr<xmlDoc, DocumentDeleter> doc(

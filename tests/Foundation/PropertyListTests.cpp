@@ -94,7 +94,10 @@ TEST(PropertyList, EdgeValuesKeepEveryBitInBinary) {
         EXPECT_EQ(element.isLargeUnsigned(), v.isLargeUnsigned());
         EXPECT_EQ(element.timeIntervalSinceReferenceDate(), v.timeIntervalSinceReferenceDate());
     }
-    EXPECT_EQ(Value(std::numeric_limits<std::uint64_t>::max()).unsignedIntegerValue(), UINT64_MAX);
+    const Value largest(std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(largest.unsignedIntegerValue(), UINT64_MAX);
+    EXPECT_NE(largest, Value(-1));  // not its two's complement
+    EXPECT_NE(largest, Value(INT64_MAX));
 }
 
 TEST(PropertyList, XMLRefusesWhatItCannotCarryInsteadOfLosingIt) {

@@ -43,8 +43,9 @@ public:
     /// Null values inside arrays and dictionaries are left out; URLs are
     /// written as their text. Empty when the value cannot be written whole: a
     /// null root, nesting deeper than kMaximumDepth, a string that is not
-    /// UTF-8 or (XML only) a string holding a control character XML cannot
-    /// carry, such as U+0000: write such values in binary.
+    /// UTF-8 and, in XML only, a string holding a control character XML
+    /// cannot carry (such as U+0000) or a date outside the years 1 to 9999:
+    /// write such values in binary.
     static Data write(const Value& value, PropertyListFormat format = PropertyListFormat::XML);
     /// Writes atomically (temporary file, then rename).
     static bool writeFile(std::string_view path, const Value& value,

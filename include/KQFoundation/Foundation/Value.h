@@ -120,6 +120,9 @@ public:
     Value(std::string s) : v_(std::move(s)) {}
     Value(kq::Data d) : v_(std::move(d)) {}
     Value(kq::Date d);
+    /// Any other system-clock time, e.g. std::chrono::system_clock::now().
+    template <class Duration>
+    Value(std::chrono::time_point<std::chrono::system_clock, Duration> d) : Value(kq::Date(d)) {}
     /// A date given as seconds since 1 January 2001 UTC; the value keeps this
     /// exact double, so a property list's date is written back bit for bit.
     static Value dateWithTimeIntervalSinceReferenceDate(double seconds);
