@@ -138,6 +138,7 @@ TEST(PropertyList, ReadsEachFormsValues) {
         EXPECT_EQ(*value, c.expected) << c.input;
         EXPECT_EQ(value->timeIntervalSinceReferenceDate(), c.expected.timeIntervalSinceReferenceDate()) << c.input;
     }
+    EXPECT_TRUE(std::isnan(PropertyList::read(std::string_view("<plist><real>nan</real></plist>"))->doubleValue()));
 }
 
 TEST(PropertyList, ReadsUTF16XML) {
