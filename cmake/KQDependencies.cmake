@@ -2,7 +2,6 @@
 # The same calls are repeated by KQFoundationConfig.cmake for consumers.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
-pkg_check_modules(KQ_PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(KQ_ICU REQUIRED IMPORTED_TARGET icu-uc icu-i18n)
 pkg_check_modules(KQ_CURL REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(KQ_XML2 REQUIRED IMPORTED_TARGET libxml-2.0)

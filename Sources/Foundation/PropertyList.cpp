@@ -1,163 +1,48 @@
+// kq::PropertyList: tells the formats apart, bounds what is read, and hands
+// over to the format's own reader or writer (see PropertyListCoding.h).
 #include "KQFoundation/Foundation/PropertyList.h"
 
-#include <plist/plist.h>
-
-#include <cmath>
+#include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <limits>
-#include <memory>
 
+#include "Foundation/PropertyListCoding.h"
 #include "Foundation/SystemHooks.h"
 
 namespace kq {
 
 namespace {
 
-struct PlistDeleter {
-    void operator()(plist_t p) const {
-        if (p) plist_free(p);
+/// XML, in whatever encoding: the first characters after byte-order marks and
+/// white space (ignoring the zero bytes of UTF-16) open a declaration, a
+/// DOCTYPE, a comment or the plist element.
+bool looksLikeXML(std::string_view bytes) {
+    std::string head;
+    for (std::size_t i = 0; i < bytes.size() && i < 64 && head.size() < 6; ++i) {
+        const auto c = static_cast<unsigned char>(bytes[i]);
+        if (c == 0 || c == 0xFE || c == 0xFF || c == 0xEF || c == 0xBB || c == 0xBF) continue;
+        if (head.empty() && (c == ' ' || c == '\t' || c == '\n' || c == '\r')) continue;
+        head += static_cast<char>(c);
     }
-};
-using PlistPtr = std::unique_ptr<void, PlistDeleter>;
-
-// Nesting deeper than this is not a property list anyone writes; refusing it
-// keeps hostile input from exhausting the stack.
-constexpr int kMaxDepth = 512;
-
-std::optional<Value> toValue(plist_t node, int depth) {
-    if (!node || depth > kMaxDepth) return std::nullopt;
-    switch (plist_get_node_type(node)) {
-        case PLIST_BOOLEAN: {
-            uint8_t b = 0;
-            plist_get_bool_val(node, &b);
-            return Value(b != 0);
-        }
-        case PLIST_UINT: {
-            uint64_t u = 0;
-            plist_get_uint_val(node, &u);
-            // The library stores negative integers as their two's complement.
-            return Value(static_cast<std::int64_t>(u));
-        }
-        case PLIST_REAL: {
-            double d = 0;
-            plist_get_real_val(node, &d);
-            return Value(d);
-        }
-        case PLIST_STRING: {
-            char* s = nullptr;
-            plist_get_string_val(node, &s);
-            std::string text = s ? s : "";
-            free(s);
-            return Value(std::move(text));
-        }
-        case PLIST_DATA: {
-            char* bytes = nullptr;
-            uint64_t length = 0;
-            plist_get_data_val(node, &bytes, &length);
-            Data data(reinterpret_cast<std::uint8_t*>(bytes), reinterpret_cast<std::uint8_t*>(bytes) + length);
-            free(bytes);
-            return Value(std::move(data));
-        }
-        case PLIST_DATE: {
-            int32_t sec = 0, usec = 0;
-            plist_get_date_val(node, &sec, &usec);
-            return Value(dateWithTimeIntervalSinceReferenceDate(sec + usec / 1e6));
-        }
-        case PLIST_ARRAY: {
-            Array array;
-            const uint32_t n = plist_array_get_size(node);
-            array.reserve(n);
-            for (uint32_t i = 0; i < n; ++i) {
-                auto element = toValue(plist_array_get_item(node, i), depth + 1);
-                if (!element) return std::nullopt;
-                array.push_back(std::move(*element));
-            }
-            return Value(std::move(array));
-        }
-        case PLIST_DICT: {
-            Dictionary dictionary;
-            plist_dict_iter it = nullptr;
-            plist_dict_new_iter(node, &it);
-            if (!it) return Value(std::move(dictionary));
-            bool ok = true;
-            for (;;) {
-                char* key = nullptr;
-                plist_t child = nullptr;
-                plist_dict_next_item(node, it, &key, &child);
-                if (!child) {
-                    free(key);
-                    break;
-                }
-                auto value = toValue(child, depth + 1);
-                if (!value || !key) {
-                    ok = false;
-                    free(key);
-                    break;
-                }
-                dictionary.setObject(key, std::move(*value));
-                free(key);
-            }
-            free(it);
-            if (!ok) return std::nullopt;
-            return Value(std::move(dictionary));
-        }
-        case PLIST_UID: {
-            uint64_t u = 0;
-            plist_get_uid_val(node, &u);
-            return Value(Dictionary{{"CF$UID", Value(static_cast<std::int64_t>(u))}});
-        }
-        default: return std::nullopt;
-    }
+    return head.starts_with("<?xml") || head.starts_with("<!") || head.starts_with("<plist");
 }
 
-plist_t fromValue(const Value& v, int depth) {
-    if (depth > kMaxDepth) return nullptr;
-    switch (v.type()) {
-        case Value::Type::Null: return nullptr;
-        case Value::Type::Bool: return plist_new_bool(v.boolValue() ? 1 : 0);
-        case Value::Type::Integer: return plist_new_uint(static_cast<uint64_t>(v.integerValue()));
-        case Value::Type::Real: return plist_new_real(v.doubleValue());
-        case Value::Type::String: return plist_new_string(v.asString()->c_str());
-        case Value::Type::Data:
-            return plist_new_data(reinterpret_cast<const char*>(v.asData()->data()), v.asData()->size());
-        case Value::Type::Date: {
-            const double t = timeIntervalSinceReferenceDate(*v.asDate());
-            double whole = std::floor(t);
-            if (whole < std::numeric_limits<int32_t>::min() || whole > std::numeric_limits<int32_t>::max())
-                return nullptr;
-            return plist_new_date(static_cast<int32_t>(whole), static_cast<int32_t>(std::lround((t - whole) * 1e6)));
-        }
-        case Value::Type::URL: return plist_new_string(v.asURL()->absoluteString().c_str());
-        case Value::Type::Array: {
-            plist_t array = plist_new_array();
-            for (const Value& e : *v.asArray())
-                if (plist_t child = fromValue(e, depth + 1)) plist_array_append_item(array, child);
-            return array;
-        }
-        case Value::Type::Dictionary: {
-            plist_t dict = plist_new_dict();
-            v.asDictionary()->forEach([&](const std::string& key, const Value& value) {
-                if (plist_t child = fromValue(value, depth + 1)) plist_dict_set_item(dict, key.c_str(), child);
-            });
-            return dict;
-        }
-    }
-    return nullptr;
+std::optional<Value> readAny(std::string_view bytes) {
+    if (bytes.starts_with("bplist")) return plist::readBinary(bytes);
+    if (looksLikeXML(bytes)) return plist::readXML(bytes);
+    auto text = plist::decodeText(bytes);
+    if (!text) return std::nullopt;
+    return plist::readText(*text, false);
 }
 
 }  // namespace
 
 std::optional<Value> PropertyList::read(std::string_view bytes) {
-    if (bytes.empty() || bytes.size() > std::numeric_limits<uint32_t>::max()) return std::nullopt;
-    plist_t root = nullptr;
-    if (plist_is_binary(bytes.data(), static_cast<uint32_t>(bytes.size()))) {
-        plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
-    } else {
-        plist_from_xml(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+    if (bytes.empty() || bytes.size() > kMaximumInputSize) return std::nullopt;
+    try {
+        return readAny(bytes);
+    } catch (...) {  // out of memory: a reader must not take the process down
+        return std::nullopt;
     }
-    PlistPtr holder(root);
-    return toValue(root, 0);
 }
 
 std::optional<Value> PropertyList::read(const Data& bytes) {
@@ -165,11 +50,25 @@ std::optional<Value> PropertyList::read(const Data& bytes) {
 }
 
 std::optional<Value> PropertyList::readFile(std::string_view path) {
-    std::ifstream in{std::string(path), std::ios::binary};
-    if (!in) return std::nullopt;
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad()) return std::nullopt;
-    return read(std::string_view(bytes));
+    namespace fs = std::filesystem;
+    try {
+        std::error_code error;
+        const fs::path file{std::string(path)};
+        // Only regular files: a directory, FIFO or device has no end to read to.
+        if (!fs::is_regular_file(fs::status(file, error)) || error) return std::nullopt;
+        const auto size = fs::file_size(file, error);
+        if (error || size > kMaximumInputSize) return std::nullopt;
+        std::ifstream in(file, std::ios::binary);
+        if (!in) return std::nullopt;
+        // Read one byte past the limit, in case the file grew since.
+        std::string bytes(static_cast<std::size_t>(size) + 1, '\0');
+        in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        if (in.bad()) return std::nullopt;
+        bytes.resize(static_cast<std::size_t>(in.gcount()));
+        return read(std::string_view(bytes));
+    } catch (...) {
+        return std::nullopt;
+    }
 }
 
 std::optional<Dictionary> PropertyList::readDictionaryFile(std::string_view path) {
@@ -179,21 +78,12 @@ std::optional<Dictionary> PropertyList::readDictionaryFile(std::string_view path
 }
 
 Data PropertyList::write(const Value& value, PropertyListFormat format) {
-    PlistPtr root(fromValue(value, 0));
-    if (!root) return {};
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    Data out;
-    if (format == PropertyListFormat::XML) {
-        plist_to_xml(root.get(), &bytes, &length);
-        if (bytes) out.assign(bytes, bytes + length);
-        plist_to_xml_free(bytes);
-    } else {
-        plist_to_bin(root.get(), &bytes, &length);
-        if (bytes) out.assign(bytes, bytes + length);
-        plist_to_bin_free(bytes);
+    try {
+        auto bytes = format == PropertyListFormat::XML ? plist::writeXML(value) : plist::writeBinary(value);
+        return bytes ? std::move(*bytes) : Data();
+    } catch (...) {
+        return {};
     }
-    return out;
 }
 
 bool PropertyList::writeFile(std::string_view path, const Value& value, PropertyListFormat format,

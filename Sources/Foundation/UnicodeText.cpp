@@ -96,6 +96,91 @@ bool likeMatch(std::string_view text, std::string_view pattern, bool lower) noex
 
 }  // namespace
 
+UTF8Sequence decodeUTF8(std::string_view text, std::size_t offset) noexcept {
+    if (offset >= text.size()) return {};
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
+    const unsigned char lead = byte(offset);
+    if (lead < 0x80) return {1, lead};
+    std::size_t length = 0;
+    char32_t codePoint = 0;
+    if ((lead & 0xE0) == 0xC0) {
+        length = 2;
+        codePoint = lead & 0x1F;
+    } else if ((lead & 0xF0) == 0xE0) {
+        length = 3;
+        codePoint = lead & 0x0F;
+    } else if ((lead & 0xF8) == 0xF0) {
+        length = 4;
+        codePoint = lead & 0x07;
+    } else {
+        return {};
+    }
+    if (offset + length > text.size()) return {};
+    for (std::size_t k = 1; k < length; ++k) {
+        if (!isContinuationByte(byte(offset + k))) return {};
+        codePoint = codePoint << 6 | (byte(offset + k) & 0x3F);
+    }
+    static constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (codePoint < kSmallest[length] || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF))
+        return {};
+    return {length, codePoint};
+}
+
+void appendUTF8(std::string& out, char32_t c) {
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+std::optional<std::string> utf8FromUTF16(std::u16string_view units) {
+    std::string out;
+    out.reserve(units.size());
+    for (std::size_t i = 0; i < units.size(); ++i) {
+        const char32_t unit = units[i];
+        if (unit >= 0xDC00 && unit <= 0xDFFF) return std::nullopt;
+        if (unit >= 0xD800 && unit <= 0xDBFF) {
+            if (i + 1 >= units.size()) return std::nullopt;
+            const char32_t low = units[i + 1];
+            if (low < 0xDC00 || low > 0xDFFF) return std::nullopt;
+            appendUTF8(out, 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00));
+            ++i;
+        } else {
+            appendUTF8(out, unit);
+        }
+    }
+    return out;
+}
+
+std::optional<std::u16string> utf16FromUTF8(std::string_view text) {
+    std::u16string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size();) {
+        const UTF8Sequence sequence = decodeUTF8(text, i);
+        if (sequence.length == 0) return std::nullopt;
+        if (sequence.codePoint >= 0x10000) {
+            out += static_cast<char16_t>(0xD800 + ((sequence.codePoint - 0x10000) >> 10));
+            out += static_cast<char16_t>(0xDC00 + ((sequence.codePoint - 0x10000) & 0x3FF));
+        } else {
+            out += static_cast<char16_t>(sequence.codePoint);
+        }
+        i += sequence.length;
+    }
+    return out;
+}
+
 bool isASCII(std::string_view text) noexcept {
     // Eight bytes at a time: paths are long and this runs per directory entry.
     std::size_t i = 0;

@@ -105,10 +105,35 @@ bool operator==(const Dictionary& a, const Dictionary& b) {
 
 // ---- Value -----------------------------------------------------------------
 
+Value::Value(unsigned long long i) {
+    if (i > static_cast<unsigned long long>(INT64_MAX))
+        v_ = LargeUnsigned{i};
+    else
+        v_ = static_cast<std::int64_t>(i);
+}
+
+Value::Value(kq::Date d) : v_(StoredDate{d, kq::timeIntervalSinceReferenceDate(d)}) {}
+
+Value Value::dateWithTimeIntervalSinceReferenceDate(double seconds) {
+    Value v;
+    v.v_ = StoredDate{kq::dateWithTimeIntervalSinceReferenceDate(seconds), seconds};
+    return v;
+}
+
+std::optional<double> Value::timeIntervalSinceReferenceDate() const {
+    const StoredDate* stored = std::get_if<StoredDate>(&v_);
+    return stored ? std::optional(stored->sinceReferenceDate) : std::nullopt;
+}
+
+std::uint64_t Value::unsignedIntegerValue() const {
+    if (const LargeUnsigned* large = std::get_if<LargeUnsigned>(&v_)) return large->value;
+    return static_cast<std::uint64_t>(integerValue());
+}
+
 bool Value::boolValue() const {
     switch (type()) {
         case Type::Bool: return std::get<bool>(v_);
-        case Type::Integer: return std::get<std::int64_t>(v_) != 0;
+        case Type::Integer: return isLargeUnsigned() || std::get<std::int64_t>(v_) != 0;
         case Type::Real: return std::get<double>(v_) != 0.0;
         default: return false;
     }
@@ -117,7 +142,7 @@ bool Value::boolValue() const {
 std::int64_t Value::integerValue() const {
     switch (type()) {
         case Type::Bool: return std::get<bool>(v_) ? 1 : 0;
-        case Type::Integer: return std::get<std::int64_t>(v_);
+        case Type::Integer: return isLargeUnsigned() ? INT64_MAX : std::get<std::int64_t>(v_);
         case Type::Real: {
             const double d = std::get<double>(v_);
             if (std::isnan(d)) return 0;
@@ -132,7 +157,9 @@ std::int64_t Value::integerValue() const {
 double Value::doubleValue() const {
     switch (type()) {
         case Type::Bool: return std::get<bool>(v_) ? 1.0 : 0.0;
-        case Type::Integer: return static_cast<double>(std::get<std::int64_t>(v_));
+        case Type::Integer:
+            return isLargeUnsigned() ? static_cast<double>(std::get<LargeUnsigned>(v_).value)
+                                     : static_cast<double>(std::get<std::int64_t>(v_));
         case Type::Real: return std::get<double>(v_);
         default: return 0.0;
     }
@@ -141,6 +168,7 @@ double Value::doubleValue() const {
 bool operator==(const Value& a, const Value& b) {
     if (a.isNumber() && b.isNumber()) {
         if (a.isReal() || b.isReal()) return a.doubleValue() == b.doubleValue();
+        if (a.isLargeUnsigned() || b.isLargeUnsigned()) return a.v_ == b.v_;
         return a.integerValue() == b.integerValue();
     }
     return a.v_ == b.v_;
@@ -154,7 +182,7 @@ std::size_t Value::hash() const {
         case Type::Real: {
             // Numbers equal across kinds must hash alike: hash integral values as integers.
             const double d = doubleValue();
-            if (isReal() && (std::trunc(d) != d || std::abs(d) >= 9.2e18))
+            if (isLargeUnsigned() || (isReal() && (std::trunc(d) != d || std::abs(d) >= 9.2e18)))
                 return std::hash<double>()(d);
             return std::hash<std::int64_t>()(integerValue());
         }
@@ -164,7 +192,7 @@ std::size_t Value::hash() const {
             return std::hash<std::string_view>()(
                 std::string_view(reinterpret_cast<const char*>(d.data()), d.size()));
         }
-        case Type::Date: return std::hash<std::int64_t>()(std::get<kq::Date>(v_).time_since_epoch().count());
+        case Type::Date: return std::hash<double>()(std::get<StoredDate>(v_).sinceReferenceDate);
         case Type::URL: return std::get<kq::URL>(v_).hash();
         case Type::Array: {
             std::size_t h = 0xa11a7;
@@ -182,7 +210,7 @@ double timeIntervalSinceReferenceDate(Date d) {
 }
 
 Date dateWithTimeIntervalSinceReferenceDate(double seconds) {
-    return Date(std::chrono::duration_cast<Date::duration>(std::chrono::duration<double>(seconds + 978307200.0)));
+    return Date(Date::duration(seconds + 978307200.0));
 }
 
 }  // namespace kq

@@ -1,5 +1,6 @@
 // The platform's description texts for values (what "%@" prints).
 #include <charconv>
+#include <cmath>
 #include <cctype>
 #include <cstdio>
 #include <ctime>
@@ -22,7 +23,7 @@ std::string describe(const std::exception& e) { return e.what(); }
 namespace {
 
 std::string describeDate(Date d) {
-    const std::time_t t = std::chrono::system_clock::to_time_t(d);
+    const auto t = static_cast<std::time_t>(std::floor(d.time_since_epoch().count()));
     std::tm tm{};
     gmtime_r(&t, &tm);
     char buffer[64];
@@ -76,7 +77,9 @@ void append(std::string& out, const Value& v, int indent, bool nested) {
     switch (v.type()) {
         case Value::Type::Null: out += "<null>"; break;
         case Value::Type::Bool:
-        case Value::Type::Integer: out += std::to_string(v.integerValue()); break;
+        case Value::Type::Integer:
+            out += v.isLargeUnsigned() ? std::to_string(v.unsignedIntegerValue()) : std::to_string(v.integerValue());
+            break;
         case Value::Type::Real: out += describe(v.doubleValue()); break;
         case Value::Type::String: out += nested ? quotedIfNeeded(*v.asString()) : *v.asString(); break;
         case Value::Type::Data: {

@@ -1,4 +1,12 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cmath>
+#include <limits>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "Support/TemporaryDirectory.h"
@@ -10,7 +18,7 @@ using kq::Value;
 namespace {
 
 Value sample() {
-    kq::Dictionary inner{{"flag", true}, {"when", kq::dateWithTimeIntervalSinceReferenceDate(86400)}};
+    kq::Dictionary inner{{"flag", true}, {"when", Value::dateWithTimeIntervalSinceReferenceDate(86400.25)}};
     return kq::Dictionary{{"CFBundleIdentifier", "com.example.Café"},
                           {"count", -42},
                           {"ratio", 0.25},
@@ -19,56 +27,253 @@ Value sample() {
                           {"empty", kq::Dictionary{}}};
 }
 
+std::string bytesOf(const kq::Data& d) { return std::string(d.begin(), d.end()); }
+
+void appendBigEndian(std::string& out, std::uint64_t v, int n) {
+    for (int i = n - 1; i >= 0; --i) out += static_cast<char>(v >> (8 * i) & 0xFF);
+}
+
+/// A binary list of `count` objects written by `object(i)`, 4-byte offsets
+/// and references, object 0 at the root.
+template <class F>
+std::string binaryList(std::size_t count, F object) {
+    std::string out = "bplist00";
+    std::vector<std::uint64_t> offsets;
+    for (std::size_t i = 0; i < count; ++i) {
+        offsets.push_back(out.size());
+        out += object(i);
+    }
+    const std::uint64_t table = out.size();
+    for (auto offset : offsets) appendBigEndian(out, offset, 4);
+    out.append(6, '\0');
+    out += '\x04';
+    out += '\x04';
+    appendBigEndian(out, count, 8);
+    appendBigEndian(out, 0, 8);
+    appendBigEndian(out, table, 8);
+    return out;
+}
+
+/// An array marker holding the references given.
+std::string arrayOf(std::initializer_list<std::uint64_t> refs) {
+    std::string out(1, static_cast<char>(0xA0 | refs.size()));
+    for (auto ref : refs) appendBigEndian(out, ref, 4);
+    return out;
+}
+
 }  // namespace
 
-TEST(PropertyList, RoundTripsEveryKindInBothFormats) {
+TEST(PropertyList, EveryKindSurvivesBothFormatsInOrder) {
     for (auto format : {PropertyListFormat::XML, PropertyListFormat::Binary}) {
-        const kq::Data bytes = PropertyList::write(sample(), format);
-        ASSERT_FALSE(bytes.empty());
-        auto back = PropertyList::read(bytes);
+        auto back = PropertyList::read(PropertyList::write(sample(), format));
         ASSERT_TRUE(back.has_value());
         EXPECT_EQ(*back, sample());
         EXPECT_EQ(back->asDictionary()->keys().front(), "CFBundleIdentifier");
     }
 }
 
-TEST(PropertyList, ReadsXMLWithCommentsAndDoctype) {
-    const char* xml = R"(<?xml version="1.0" encoding="UTF-8"?>
-<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
-<plist version="1.0">
-<!-- a comment before the root -->
-<dict>
-  <!-- and one inside -->
-  <key>Name</key><string>x &amp; y</string>
-  <key>Items</key><array><integer>1</integer><real>2.5</real><true/></array>
-</dict>
-</plist>)";
-    auto value = PropertyList::read(std::string_view(xml));
+TEST(PropertyList, EdgeValuesKeepEveryBitInBinary) {
+    const std::string nulText("a\0b", 3), nulUnicode("\0é\0", 4);
+    const std::vector<Value> values = {
+        Value(nulText),  // libplist cut this at the NUL
+        Value(nulUnicode),  // U+0000 in a UTF-16 string aborted libplist
+        Value("\xF0\x9F\x98\x80 non-BMP"),
+        Value(std::numeric_limits<std::uint64_t>::max()),
+        Value(std::uint64_t{1} << 63),
+        Value(std::numeric_limits<std::int64_t>::min()),
+        Value::dateWithTimeIntervalSinceReferenceDate(-63113904000.0),  // year 1
+        Value::dateWithTimeIntervalSinceReferenceDate(63145439999.0),   // 4001-12-31
+        Value::dateWithTimeIntervalSinceReferenceDate(0.1),             // a fraction near the reference date
+        Value(std::numeric_limits<double>::denorm_min()),
+    };
+    for (const Value& v : values) {
+        auto back = PropertyList::read(PropertyList::write(kq::Array{v}, PropertyListFormat::Binary));
+        ASSERT_TRUE(back.has_value()) << kq::describe(v);
+        const Value& element = back->asArray()->front();
+        EXPECT_EQ(element, v) << kq::describe(v);
+        EXPECT_EQ(element.isLargeUnsigned(), v.isLargeUnsigned());
+        EXPECT_EQ(element.timeIntervalSinceReferenceDate(), v.timeIntervalSinceReferenceDate());
+    }
+    const Value largest(std::numeric_limits<std::uint64_t>::max());
+    EXPECT_EQ(largest.unsignedIntegerValue(), UINT64_MAX);
+    EXPECT_NE(largest, Value(-1));  // not its two's complement
+    EXPECT_NE(largest, Value(INT64_MAX));
+}
+
+TEST(PropertyList, XMLRefusesWhatItCannotCarryInsteadOfLosingIt) {
+    EXPECT_TRUE(PropertyList::write(kq::Array{Value(std::string("a\0b", 3))}).empty());
+    EXPECT_TRUE(PropertyList::write(Value()).empty());
+    auto back = PropertyList::read(PropertyList::write(kq::Array{Value("cr\r lf\n <&>")}));
+    ASSERT_TRUE(back.has_value());
+    EXPECT_EQ(back->asArray()->front(), Value("cr\r lf\n <&>"));
+}
+
+TEST(PropertyList, ReadsEachFormsValues) {
+    const std::string head = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
+    const struct {
+        std::string input;
+        Value expected;
+    } cases[] = {
+        {head + "<date>2024-02-29T01:02:03.25Z</date></plist>",
+         Value::dateWithTimeIntervalSinceReferenceDate(730861323.25)},
+        {head + "<date>0001-01-01T00:00:00Z</date></plist>", Value::dateWithTimeIntervalSinceReferenceDate(-63113904000.0)},
+        {head + "<integer>18446744073709551615</integer></plist>", Value(std::numeric_limits<std::uint64_t>::max())},
+        {head + "<integer> -9223372036854775808 </integer></plist>", Value(std::numeric_limits<std::int64_t>::min())},
+        {head + "<data>\n  AAH/\n  AA==\n</data></plist>", Value(kq::Data{0, 1, 255, 0})},
+        {head + "<string>x &amp; y<![CDATA[ <z> ]]>&#x41;</string></plist>", Value("x & y <z> A")},
+        {"<?xml version=\"1.0\"?><!DOCTYPE plist [<!ENTITY e \"entity\">]><plist><string>&e;!</string></plist>",
+         Value("entity!")},
+        {head + "<array><real>+infinity</real><true/><false/></array></plist>",
+         Value(kq::Array{Value(HUGE_VAL), Value(true), Value(false)})},
+        {"{ a = 1; b = ( x, \"y z\", <0001 ff> ); /* comment */ c = { }; // end\n}",
+         Value(kq::Dictionary{{"a", "1"},
+                              {"b", kq::Array{Value("x"), Value("y z"), Value(kq::Data{0, 1, 255})}},
+                              {"c", kq::Dictionary{}}})},
+        {"key = value;", Value(kq::Dictionary{{"key", "value"}})},
+        {"( )", Value(kq::Array{})},
+    };
+    for (const auto& c : cases) {
+        auto value = PropertyList::read(std::string_view(c.input));
+        ASSERT_TRUE(value.has_value()) << c.input;
+        EXPECT_EQ(*value, c.expected) << c.input;
+        EXPECT_EQ(value->timeIntervalSinceReferenceDate(), c.expected.timeIntervalSinceReferenceDate()) << c.input;
+    }
+    EXPECT_TRUE(std::isnan(PropertyList::read(std::string_view("<plist><real>nan</real></plist>"))->doubleValue()));
+}
+
+TEST(PropertyList, ReadsUTF16XML) {
+    const std::u16string xml = u"\uFEFF<?xml version=\"1.0\" encoding=\"UTF-16\"?><plist><string>é😀</string></plist>";
+    std::string bytes;
+    for (char16_t unit : xml) bytes += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+    auto value = PropertyList::read(std::string_view(bytes));
     ASSERT_TRUE(value.has_value());
-    const kq::Dictionary& d = *value->asDictionary();
-    EXPECT_EQ(*d.objectForKey("Name"), Value("x & y"));
-    EXPECT_EQ(d.objectForKey("Items")->asArray()->size(), 3u);
+    EXPECT_EQ(*value, Value("é😀"));
 }
 
 TEST(PropertyList, MalformedInputGivesNothing) {
+    const std::string good = bytesOf(PropertyList::write(sample(), PropertyListFormat::Binary));
     const std::vector<std::string> bad = {
         "",
         "not a plist",
         "<plist version=\"1.0\"><dict><key>a</key><string>x</dict></plist>",
+        "<plist><dict><key>a</key></dict></plist>",
+        "<plist><integer>18446744073709551616</integer></plist>",
+        "<plist><date>2024-13-01T00:00:00Z</date></plist>",
+        "<plist><data>A</data></plist>",
+        "{ a = ; }",
+        "( a b )",
+        "<0g>",
         std::string("bplist00\x00\x01\x02", 11),
         std::string("bplist00") + std::string(40, '\xff'),
+        binaryList(1, [](std::size_t) { return arrayOf({0}); }),            // a cycle
+        binaryList(1, [](std::size_t) { return arrayOf({7}); }),            // a reference past the objects
+        binaryList(1, [](std::size_t) { return std::string("\x5f\x10\xff"); }),  // a length past the data
+        binaryList(1, [](std::size_t) { return std::string("\x61\xdc\x00", 3); }),  // an unpaired surrogate
+        good.substr(0, good.size() - 1),                                   // truncated trailer
     };
     for (const auto& input : bad) EXPECT_FALSE(PropertyList::read(std::string_view(input)).has_value()) << input;
 }
 
-TEST(PropertyList, FilesAreWrittenAtomicallyAndReadBack) {
+TEST(PropertyList, EveryTruncationAndCorruptionFailsCleanly) {
+    const std::string good = bytesOf(PropertyList::write(sample(), PropertyListFormat::Binary));
+    // Shorter prefixes than "bplist" are words of the text format.
+    for (std::size_t n = 6; n < good.size(); ++n) EXPECT_FALSE(PropertyList::read(std::string_view(good.substr(0, n))));
+    for (std::size_t i = 8; i < good.size(); ++i) {
+        for (char c : {'\x00', '\x7f', '\xff'}) {
+            std::string corrupt = good;
+            corrupt[i] = c;
+            (void)PropertyList::read(std::string_view(corrupt));  // must neither crash nor hang
+        }
+    }
+}
+
+TEST(PropertyList, HostileNestingAndSharingAreRefusedQuickly) {
+    const auto started = std::chrono::steady_clock::now();
+    // 100 000 nested arrays (about 900 KB): refused at the depth bound, not by the stack.
+    const std::size_t deep = 100000;
+    const std::string nested = binaryList(deep + 1, [&](std::size_t i) { return i < deep ? arrayOf({i + 1}) : arrayOf({}); });
+    EXPECT_FALSE(PropertyList::read(std::string_view(nested)).has_value());
+    // Each array holds the next one twice: 40 levels expand to 2^40 values.
+    const std::string bomb = binaryList(41, [](std::size_t i) { return i < 40 ? arrayOf({i + 1, i + 1}) : std::string("\x10\x01", 2); });
+    EXPECT_LT(bomb.size(), 600u);
+    EXPECT_FALSE(PropertyList::read(std::string_view(bomb)).has_value());
+    // Within the bounds, sharing is fine.
+    const std::string small = binaryList(11, [](std::size_t i) { return i < 10 ? arrayOf({i + 1, i + 1}) : std::string("\x10\x01", 2); });
+    EXPECT_TRUE(PropertyList::read(std::string_view(small)).has_value());
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
+    // Nesting of XML and text is bound the same way.
+    std::string text;
+    for (int i = 0; i < 100000; ++i) text += '(';
+    EXPECT_FALSE(PropertyList::read(std::string_view(text)).has_value());
+}
+
+TEST(PropertyList, FilesAreWrittenAtomicallyAndOnlyRegularBoundedFilesRead) {
     kqtest::TemporaryDirectory dir;
     const std::string path = dir / "Info.plist";
     ASSERT_TRUE(PropertyList::writeFile(path, sample(), PropertyListFormat::Binary));
     auto dictionary = PropertyList::readDictionaryFile(path);
     ASSERT_TRUE(dictionary.has_value());
     EXPECT_EQ(Value(*dictionary), sample());
-    EXPECT_FALSE(PropertyList::readFile(dir / "missing.plist").has_value());
     dir.writeFile("array.plist", "<plist><array/></plist>");
     EXPECT_FALSE(PropertyList::readDictionaryFile(dir / "array.plist").has_value());
+
+    const std::string large = dir.writeFile("large.plist", "bplist00");
+    std::filesystem::resize_file(large, PropertyList::kMaximumInputSize + 1);  // sparse
+    ::mkfifo((dir / "fifo").c_str(), 0600);
+    for (const std::string& unreadable : {dir / "missing.plist", dir.path(), large, dir / "fifo", std::string("/dev/zero")})
+        EXPECT_FALSE(PropertyList::readFile(unreadable).has_value()) << unreadable;
+}
+
+// Python's plistlib is the reference: it writes binary and XML lists of
+// edge values, we read them and write them back, and it compares.
+TEST(PropertyList, AgreesWithPythonsPlistlibBothWays) {
+    if (std::system("python3 -c 'import plistlib' 2>/dev/null") != 0) GTEST_SKIP() << "python3 is not available";
+    kqtest::TemporaryDirectory dir;
+    dir.writeFile("check.py", R"(import datetime, math, plistlib, sys
+folder, step = sys.argv[1], sys.argv[2]
+D = datetime.datetime
+nested = []
+inner = nested
+for _ in range(200):
+    inner.append([]); inner = inner[0]
+value = {
+    "integers": [0, 1, -1, 255, 256, 65535, 65536, 2**32, 2**63 - 1, 2**63, 2**64 - 1, -2**63],
+    "reals": [0.5, -1e300, 5e-324, float("inf"), float("-inf"), 0.1],
+    "booleans": [True, False],
+    "dates": [D(1, 1, 1), D(4000, 12, 31, 23, 59, 59), D(1900, 1, 1), D(2100, 6, 1, 12), D(2024, 2, 29, 1, 2, 3, 500000), D(2001, 1, 1, 0, 0, 0, 123456)],
+    "strings": ["", "plain", "nul\x00inside", "\u00e9\x00", "caf\u00e9 \U0001F600", "a" * 1000],
+    "data": [b"", b"\x00\xff" * 100],
+    "nested": nested,
+    "many": list(range(70000)),
+    "dictionary": {"k%d" % i: i for i in range(300)},
+}
+xml_value = dict(value)  # XML carries no NULs and no fractional seconds
+xml_value["strings"] = [s for s in value["strings"] if "\x00" not in s]
+xml_value["dates"] = [d for d in value["dates"] if d.microsecond == 0]
+forms = {"bin": (plistlib.FMT_BINARY, value), "xml": (plistlib.FMT_XML, xml_value)}
+for suffix, (fmt, expected) in forms.items():
+    if step == "write":
+        with open(f"{folder}/python.{suffix}", "wb") as f:
+            plistlib.dump(expected, f, fmt=fmt)
+    else:
+        with open(f"{folder}/ours.{suffix}", "rb") as f:
+            got = plistlib.load(f)
+        for key in expected:
+            if got.get(key) != expected[key]:
+                print(suffix, key, "differs:", repr(got.get(key))[:300]); sys.exit(1)
+)");
+    const std::string python = "python3 " + (dir / "check.py") + " " + dir.path();
+    ASSERT_EQ(std::system((python + " write").c_str()), 0);
+    for (const char* suffix : {"bin", "xml"}) {
+        auto value = PropertyList::readFile(dir / (std::string("python.") + suffix));
+        ASSERT_TRUE(value.has_value()) << suffix;
+        const kq::Dictionary& d = *value->asDictionary();
+        EXPECT_EQ(d.objectForKey("integers")->asArray()->at(10).unsignedIntegerValue(), UINT64_MAX);
+        EXPECT_EQ(d.objectForKey("dates")->asArray()->front().timeIntervalSinceReferenceDate(), -63113904000.0);
+        const auto format = std::string(suffix) == "bin" ? PropertyListFormat::Binary : PropertyListFormat::XML;
+        ASSERT_TRUE(PropertyList::writeFile(dir / (std::string("ours.") + suffix), *value, format)) << suffix;
+    }
+    const auto binary = PropertyList::readFile(dir / "python.bin");
+    EXPECT_EQ(binary->asDictionary()->objectForKey("dates")->asArray()->at(4).timeIntervalSinceReferenceDate(), 730861323.5);
+    EXPECT_EQ(std::system((python + " check").c_str()), 0);
 }

@@ -76,7 +76,10 @@ public:
         switch (value.type()) {
             case kq::Value::Type::Null: out += "null"; break;
             case kq::Value::Type::Bool: out += value.boolValue() ? "true" : "false"; break;
-            case kq::Value::Type::Integer: out += std::to_string(value.integerValue()); break;
+            case kq::Value::Type::Integer:
+                out += value.isLargeUnsigned() ? std::to_string(value.unsignedIntegerValue())
+                                               : std::to_string(value.integerValue());
+                break;
             case kq::Value::Type::Real: appendReal(out, value.doubleValue()); break;
             case kq::Value::Type::String: appendJSONString(out, *value.asString()); break;
             case kq::Value::Type::Data: appendJSONString(out, base64(*value.asData())); break;
@@ -172,7 +175,7 @@ std::string iso8601(kq::Date date) {
     using namespace std::chrono;
     const auto seconds = floor<std::chrono::seconds>(date);
     const auto milliseconds = duration_cast<std::chrono::milliseconds>(date - seconds).count();
-    const std::time_t time = system_clock::to_time_t(seconds);
+    const auto time = static_cast<std::time_t>(seconds.time_since_epoch().count());
     std::tm parts{};
     gmtime_r(&time, &parts);
     char text[48];

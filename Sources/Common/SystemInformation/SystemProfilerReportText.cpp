@@ -14,7 +14,7 @@ std::string valueText(const Value& value) {
     if (const std::string* text = value.asString()) return *text;
     if (value.isInteger()) return std::to_string(value.integerValue());
     if (const Date* date = value.asDate()) {
-        const std::time_t seconds = std::chrono::system_clock::to_time_t(*date);
+        const auto seconds = static_cast<std::time_t>(std::chrono::floor<std::chrono::seconds>(*date).time_since_epoch().count());
         std::tm parts{};
         gmtime_r(&seconds, &parts);
         char text[32];

@@ -23,7 +23,9 @@
 namespace kq {
 
 using Data = std::vector<std::uint8_t>;
-using Date = std::chrono::system_clock::time_point;
+/// Seconds as a double: every date a property list can hold fits (year 1 to
+/// far beyond 9999), with sub-microsecond precision around the present.
+using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::duration<double>>;
 
 class Value;
 
@@ -109,19 +111,28 @@ public:
     Value(long i) : v_(static_cast<std::int64_t>(i)) {}
     Value(long long i) : v_(static_cast<std::int64_t>(i)) {}
     Value(unsigned i) : v_(static_cast<std::int64_t>(i)) {}
-    Value(unsigned long i) : v_(static_cast<std::int64_t>(i)) {}
-    Value(unsigned long long i) : v_(static_cast<std::int64_t>(i)) {}
+    Value(unsigned long i) : Value(static_cast<unsigned long long>(i)) {}
+    /// Values above INT64_MAX are kept as unsigned (see isLargeUnsigned()).
+    Value(unsigned long long i);
     Value(double d) : v_(d) {}
     Value(const char* s) : v_(std::string(s)) {}
     Value(std::string_view s) : v_(std::string(s)) {}
     Value(std::string s) : v_(std::move(s)) {}
     Value(kq::Data d) : v_(std::move(d)) {}
-    Value(kq::Date d) : v_(d) {}
+    Value(kq::Date d);
+    /// Any other system-clock time, e.g. std::chrono::system_clock::now().
+    template <class Duration>
+    Value(std::chrono::time_point<std::chrono::system_clock, Duration> d) : Value(kq::Date(d)) {}
+    /// A date given as seconds since 1 January 2001 UTC; the value keeps this
+    /// exact double, so a property list's date is written back bit for bit.
+    static Value dateWithTimeIntervalSinceReferenceDate(double seconds);
     Value(kq::URL u) : v_(std::move(u)) {}
     Value(kq::Array a) : v_(std::move(a)) {}
     Value(kq::Dictionary d) : v_(std::move(d)) {}
 
-    Type type() const { return static_cast<Type>(v_.index()); }
+    Type type() const {
+        return v_.index() == kLargeUnsignedIndex ? Type::Integer : static_cast<Type>(v_.index());
+    }
     bool isNull() const { return type() == Type::Null; }
     bool isBool() const { return type() == Type::Bool; }
     bool isInteger() const { return type() == Type::Integer; }
@@ -138,24 +149,50 @@ public:
     /// Typed access: nullptr when the value has another type.
     const std::string* asString() const { return std::get_if<std::string>(&v_); }
     const kq::Data* asData() const { return std::get_if<kq::Data>(&v_); }
-    const kq::Date* asDate() const { return std::get_if<kq::Date>(&v_); }
+    const kq::Date* asDate() const {
+        const StoredDate* stored = std::get_if<StoredDate>(&v_);
+        return stored ? &stored->date : nullptr;
+    }
+    /// A date's exact seconds since 1 January 2001 UTC, nullopt for other types.
+    std::optional<double> timeIntervalSinceReferenceDate() const;
     const kq::URL* asURL() const { return std::get_if<kq::URL>(&v_); }
     const kq::Array* asArray() const { return std::get_if<kq::Array>(&v_); }
     const kq::Dictionary* asDictionary() const { return std::get_if<kq::Dictionary>(&v_); }
     kq::Array* asArray() { return std::get_if<kq::Array>(&v_); }
     kq::Dictionary* asDictionary() { return std::get_if<kq::Dictionary>(&v_); }
 
-    /// Numeric readings of a number (0 / false for anything else).
+    /// An integer above INT64_MAX (property lists hold unsigned 64-bit ones).
+    bool isLargeUnsigned() const { return v_.index() == kLargeUnsignedIndex; }
+
+    /// Numeric readings of a number (0 / false for anything else). Integers
+    /// above INT64_MAX read as INT64_MAX here, like reals out of range.
     bool boolValue() const;
     std::int64_t integerValue() const;
+    /// The integer as unsigned 64 bits: exact for large unsigned values,
+    /// two's complement for negative ones.
+    std::uint64_t unsignedIntegerValue() const;
     double doubleValue() const;
 
     friend bool operator==(const Value& a, const Value& b);
     std::size_t hash() const;
 
 private:
-    std::variant<std::monostate, bool, std::int64_t, double, std::string, kq::Data, kq::Date, kq::URL,
-                 kq::Array, kq::Dictionary>
+    struct StoredDate {
+        kq::Date date;
+        double sinceReferenceDate;
+        friend bool operator==(const StoredDate& a, const StoredDate& b) {
+            return a.sinceReferenceDate == b.sinceReferenceDate;
+        }
+    };
+    struct LargeUnsigned {
+        std::uint64_t value;
+        friend bool operator==(const LargeUnsigned& a, const LargeUnsigned& b) { return a.value == b.value; }
+    };
+    static constexpr std::size_t kLargeUnsignedIndex = 10;
+
+    // The alternatives' order matches Type; LargeUnsigned is an Integer.
+    std::variant<std::monostate, bool, std::int64_t, double, std::string, kq::Data, StoredDate, kq::URL,
+                 kq::Array, kq::Dictionary, LargeUnsigned>
         v_;
 };
 
