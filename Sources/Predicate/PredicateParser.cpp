@@ -300,8 +300,9 @@ private:
 
     static std::optional<Value> convert(const Value& value, std::string_view type) {
         if (type == "NSDate") {
-            // Dates hold nanoseconds in 64 bits: about 292 years either side of 1970.
-            constexpr double kRepresentableSeconds = 9.0e9;
+            // Dates hold nanoseconds since 1970 in 64 bits (about 292 years
+            // either way); keep within that, counted from 2001.
+            constexpr double kRepresentableSeconds = 8.0e9;
             auto seconds = numberFrom(value);
             if (!seconds || !(std::fabs(*seconds) < kRepresentableSeconds)) return std::nullopt;
             return Value(dateWithTimeIntervalSinceReferenceDate(*seconds));
