@@ -174,7 +174,8 @@ TEST(PredicateParsing, ComposedPredicatesAreBoundedToo) {
     const auto leaf = Predicate::predicateWithFormat("a == 1");
     auto p = leaf;
     for (std::size_t level = 2; level <= Predicate::kMaximumDepth; ++level) {
-        p = level % 2 ? Predicate::notPredicateWithSubpredicate(p) : Predicate::andPredicateWithSubpredicates({leaf, p});
+        p = level % 2 ? Predicate::notPredicateWithSubpredicate(p)
+                      : Predicate::andPredicateWithSubpredicates({leaf, p});
     }
     EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})));
     EXPECT_NO_THROW(p->predicateFormat());
