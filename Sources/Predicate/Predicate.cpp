@@ -1,5 +1,8 @@
 #include "KQFoundation/Predicate/Predicate.h"
 
+#include <algorithm>
+
+#include "KQFoundation/Foundation/Exceptions.h"
 #include "Predicate/PredicateNodes.h"
 #include "Predicate/PredicateParser.h"
 
@@ -78,7 +81,17 @@ CompoundPredicate::CompoundPredicate(Type type, std::vector<PredicatePtr> subpre
     : type_(type), subpredicates_(std::move(subpredicates)) {
     std::erase(subpredicates_, nullptr);
     nodes_.reserve(subpredicates_.size());
-    for (const auto& sub : subpredicates_) nodes_.push_back(dynamic_cast<const PredicateNode*>(sub.get()));
+    std::size_t deepest = 0;
+    for (const auto& sub : subpredicates_) {
+        const auto* node = dynamic_cast<const PredicateNode*>(sub.get());
+        nodes_.push_back(node);
+        deepest = std::max(deepest, node ? node->depth() : std::size_t{1});
+    }
+    // Everything that walks a predicate recurses once per level, freeing it included.
+    depth_ = deepest + 1;
+    if (depth_ > kMaximumDepth) {
+        throw InvalidArgumentException("Predicate nests deeper than " + std::to_string(kMaximumDepth) + " levels");
+    }
 }
 
 bool CompoundPredicate::evaluate(const EvaluationContext& context) const {

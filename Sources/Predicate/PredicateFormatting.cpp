@@ -9,16 +9,22 @@
 namespace kq::predicate {
 namespace {
 
-void appendReal(std::string& out, double value) {
+// markReal: whole numbers get ".0", so that they read back as reals.
+void appendReal(std::string& out, double value, bool markReal) {
     if (std::isnan(value) || std::isinf(value)) {
-        // No literal reads back as these; print what the value is.
-        out += std::isnan(value) ? "nan" : (value < 0 ? "-inf" : "inf");
+        // No literal reads as these; the cast of their text does.
+        out += std::isnan(value) ? "CAST(\"nan\", \"NSNumber\")"
+                                 : (value < 0 ? "CAST(\"-inf\", \"NSNumber\")" : "CAST(\"inf\", \"NSNumber\")");
         return;
     }
     char buffer[64];
     // The shortest text that reads back to the same double.
     auto [end, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
-    if (ec == std::errc()) out.append(buffer, end);
+    if (ec != std::errc()) return;
+    const std::string_view text(buffer, static_cast<std::size_t>(end - buffer));
+    out += text;
+    // "3" would read back as an integer (and "-0" as 0).
+    if (markReal && text.find_first_of(".e") == std::string_view::npos) out += ".0";
 }
 
 }  // namespace
@@ -50,11 +56,11 @@ void appendConstant(std::string& out, const Value& value) {
         case Value::Type::Null: out += "nil"; break;
         case Value::Type::Bool: out += value.boolValue() ? "YES" : "NO"; break;
         case Value::Type::Integer: out += std::to_string(value.integerValue()); break;
-        case Value::Type::Real: appendReal(out, value.doubleValue()); break;
+        case Value::Type::Real: appendReal(out, value.doubleValue(), true); break;
         case Value::Type::String: appendQuotedString(out, *value.asString()); break;
         case Value::Type::Date:
             out += "CAST(";
-            appendReal(out, timeIntervalSinceReferenceDate(*value.asDate()));
+            appendReal(out, timeIntervalSinceReferenceDate(*value.asDate()), false);
             out += ", \"NSDate\")";
             break;
         case Value::Type::URL:
@@ -81,7 +87,7 @@ void appendConstant(std::string& out, const Value& value) {
 }
 
 void appendKeyName(std::string& out, std::string_view key) {
-    if (isReservedWord(key)) out += '#';
+    if (!readsAsKeyName(key)) out += '#';
     out += key;
 }
 

@@ -114,8 +114,10 @@ private:
             return make(Token::Kind::Name, start, c == '@' ? "@" + name : std::move(name));
         }
         if (c == '#') {
+            // "#" also lets a key start with a digit or "@" and a digit ("#@4"),
+            // which is how such keys print.
             ++pos_;
-            if (!isNameStart(peek()) && peek() != '@') fail(start);
+            if (!isNameCharacter(peek()) && peek() != '@') fail(start);
             if (peek() == '@') ++pos_;
             std::string name = readName();
             Token t = make(Token::Kind::Name, start, format_[start + 1] == '@' ? "@" + name : std::move(name));
@@ -305,6 +307,15 @@ bool isReservedWord(std::string_view word) {
         if (equalsIgnoringASCIICase(word, reserved)) return true;
     }
     return false;
+}
+
+bool readsAsKeyName(std::string_view key) {
+    if (!key.empty() && key.front() == '@') key.remove_prefix(1);
+    if (key.empty() || !isNameStart(key.front())) return false;
+    for (char c : key) {
+        if (!isNameCharacter(c)) return false;
+    }
+    return !isReservedWord(key);
 }
 
 }  // namespace kq::predicate

@@ -43,4 +43,8 @@ std::vector<Token> tokenize(std::string_view format);
 /// key with such a name is written "#name".
 bool isReservedWord(std::string_view word);
 
+/// True when the key, written bare, reads back as that key name (not a
+/// keyword, number or symbol); others are written "#key".
+bool readsAsKeyName(std::string_view key);
+
 }  // namespace kq::predicate

@@ -24,6 +24,12 @@ public:
     virtual bool evaluate(const EvaluationContext& context) const = 0;
     virtual PredicatePtr substituting(const Dictionary& variables) const = 0;
     virtual void appendFormat(std::string& out) const = 0;
+
+    /// Levels of compounds down to the deepest leaf (a leaf is 1).
+    std::size_t depth() const { return depth_; }
+
+protected:
+    std::size_t depth_ = 1;
 };
 
 /// Evaluates any predicate, also one not made by this parser.

@@ -1,6 +1,8 @@
 #include "Predicate/PredicateParser.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
 
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "Predicate/PredicateLexer.h"
@@ -41,6 +43,25 @@ private:
         if (!acceptSymbol(symbol)) fail();
     }
 
+    // One level of recursion, opened by "(", NOT, "{" or CAST at the current
+    // token; bounded so that a hostile format cannot exhaust the stack.
+    class Level {
+    public:
+        explicit Level(Parser& parser) : parser_(parser) {
+            if (++parser_.depth_ > Predicate::kMaximumNesting) {
+                throw InvalidArgumentException("Predicate format nests deeper than " +
+                                               std::to_string(Predicate::kMaximumNesting) + " levels at position " +
+                                               std::to_string(parser_.current().position));
+            }
+        }
+        ~Level() { --parser_.depth_; }
+        Level(const Level&) = delete;
+        Level& operator=(const Level&) = delete;
+
+    private:
+        Parser& parser_;
+    };
+
     PredicatePtr parseOr() {
         std::vector<PredicatePtr> operands{parseAnd()};
         while (acceptKeyword("OR") || acceptSymbol("||")) operands.push_back(parseAnd());
@@ -56,8 +77,14 @@ private:
     }
 
     PredicatePtr parseNot() {
-        if (acceptKeyword("NOT") || acceptSymbol("!")) return Predicate::notPredicateWithSubpredicate(parseNot());
-        if (acceptSymbol("(")) {
+        if (current().isKeyword("NOT") || current().isSymbol("!")) {
+            Level level(*this);
+            advance();
+            return Predicate::notPredicateWithSubpredicate(parseNot());
+        }
+        if (current().isSymbol("(")) {
+            Level level(*this);
+            advance();
             PredicatePtr inner = parseOr();
             expectSymbol(")");
             return inner;
@@ -232,6 +259,7 @@ private:
     }
 
     Expression parseAggregate() {
+        Level level(*this);
         expectSymbol("{");
         std::vector<Expression> elements;
         if (!current().isSymbol("}")) {
@@ -245,6 +273,7 @@ private:
     // CAST(constant, "NSDate" | "NSNumber" | "NSString" | "NSURL"): the
     // literal forms of values that have no literal of their own.
     Expression parseCast() {
+        Level level(*this);
         const Token& cast = advance();
         expectSymbol("(");
         Expression operand = parseExpression();
@@ -271,17 +300,21 @@ private:
 
     static std::optional<Value> convert(const Value& value, std::string_view type) {
         if (type == "NSDate") {
-            if (auto seconds = numberFrom(value)) return Value(dateWithTimeIntervalSinceReferenceDate(*seconds));
-            return std::nullopt;
+            // Dates hold nanoseconds since 1970 in 64 bits (about 292 years
+            // either way); keep within that, counted from 2001.
+            constexpr double kRepresentableSeconds = 8.0e9;
+            auto seconds = numberFrom(value);
+            if (!seconds || !(std::fabs(*seconds) < kRepresentableSeconds)) return std::nullopt;
+            return Value(dateWithTimeIntervalSinceReferenceDate(*seconds));
         }
         if (type == "NSNumber") {
             if (value.isNumber()) return value;
-            if (auto number = numberFrom(value)) {
-                if (*number == static_cast<double>(static_cast<long long>(*number)) &&
-                    value.asString()->find_first_of(".eE") == std::string::npos)
-                    return Value(static_cast<long long>(*number));
-                return Value(*number);
-            }
+            const std::string* text = value.asString();
+            if (!text) return std::nullopt;
+            long long integer = 0;
+            auto [end, ec] = std::from_chars(text->data(), text->data() + text->size(), integer);
+            if (ec == std::errc() && end == text->data() + text->size()) return Value(integer);
+            if (auto number = numberFrom(value)) return Value(*number);
             return std::nullopt;
         }
         if (type == "NSString") {
@@ -304,6 +337,7 @@ private:
     std::size_t index_ = 0;
     const std::vector<Value>& arguments_;
     std::size_t argumentIndex_ = 0;
+    std::size_t depth_ = 0;
 };
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -41,7 +42,9 @@ TEST(PredicateParsing, RejectsMalformedPiecesCleanly) {
     for (const char* format : {"a == = 1", "a === 1", "$ == 1", "a == %z", "a == 0xZZ", "a == 12abc", "a & b",
                                "a == {1, 2", "a == 'x\\u12'", "NOT", "ANY", "a LIKE[] 'x'", "a. == 1",
                                "a == -b", "a == CAST(1, 'NSBanana')", "a == CAST(b, 'NSDate')", "a == 'x' AND",
-                               "a == 'x' OR OR b == 1", "a == 1)", "a.#", "a == \"x\\", "a == 1e400"}) {
+                               "a == 'x' OR OR b == 1", "a == 1)", "a.#", "a == \"x\\", "a == 1e400",
+                               "a == CAST(1e300, 'NSDate')", "a == CAST(8.5e9, 'NSDate')",
+                               "a == CAST('nan', 'NSDate')", "#", "# == 1"}) {
         SCOPED_TRACE(format);
         EXPECT_THROW(Predicate::predicateWithFormat(format), kq::InvalidArgumentException);
     }
@@ -88,7 +91,7 @@ TEST(PredicateParsing, PrintsACanonicalFormat) {
     EXPECT_EQ(formatOf("any tags.name == 'x' OR all n > 1 OR none n < 0 OR some n == 2"),
               "ANY tags.name == \"x\" OR ALL n > 1 OR NONE n < 0 OR ANY n == 2");
     EXPECT_EQ(formatOf("n BETWEEN {1, 0x10}"), "n BETWEEN {1, 16}");
-    EXPECT_EQ(formatOf("n == -2.5e3 OR n == -7"), "n == -2500 OR n == -7");
+    EXPECT_EQ(formatOf("n == -2.5e3 OR n == -7"), "n == -2500.0 OR n == -7");
     EXPECT_EQ(formatOf("$limit > size"), "$limit > size");
     EXPECT_EQ(formatOf("TRUEPREDICATE or falsepredicate"), "TRUEPREDICATE OR FALSEPREDICATE");
     EXPECT_EQ(formatOf("name == 'tab\\there\\nnewline \\u00e9 \\ud83d\\ude00'"),
@@ -108,6 +111,13 @@ TEST(PredicateParsing, CanonicalFormatReadsBackToTheSamePredicate) {
         {"x == %@", {Value(0.1)}},
         {"ANY items.@count BETWEEN {$low, 5}", {}},
         {"name == \"quote\\\" backslash\\\\ ctrl\\u0001\"", {}},
+        // Keys that a bare name cannot write, reals that print like integers.
+        {"#@4 = 9999 AND #4x == 1 AND #@ == 2 AND a.#7 == 3", {}},
+        {"%K == 1", {Value("@5")}},
+        {"x == 3.0 AND y == -0.0 AND z == 1e300 AND w == 5e-324", {}},
+        {"x == %@ OR y == %@ OR z == %@", {Value(std::nan("")), Value(HUGE_VAL), Value(-HUGE_VAL)}},
+        {"x == CAST('-inf', 'NSNumber') AND y == CAST('12', 'NSNumber') AND z == CAST('1.5', 'NSNumber')", {}},
+        {"a IN {{1, {2.0}}, {}, {$v, 'x'}}", {}},
     };
     for (const auto& [format, arguments] : formats) {
         SCOPED_TRACE(format);
@@ -116,11 +126,67 @@ TEST(PredicateParsing, CanonicalFormatReadsBackToTheSamePredicate) {
         const auto second = Predicate::predicateWithFormat(printed);
         EXPECT_EQ(second->predicateFormat(), printed);
     }
+    EXPECT_EQ(formatOf("#@4 = 9999"), "#@4 == 9999");
+    EXPECT_EQ(formatOf("x == 3.0 AND d == CAST(1, 'NSDate')"), "x == 3.0 AND d == CAST(1, \"NSDate\")");
+}
+
+std::string repeated(std::string_view piece, std::size_t count) {
+    std::string out;
+    for (std::size_t i = 0; i < count; ++i) out += piece;
+    return out;
+}
+
+TEST(PredicateParsing, NestingIsBoundedAndTheErrorNamesWhereItWentTooDeep) {
+    constexpr std::size_t limit = Predicate::kMaximumNesting;
+    struct Case {
+        std::string_view open, inner, close;
+    };
+    const Case cases[] = {
+        {"(", "a == 1", ")"},
+        {"NOT ", "a == 1", ""},
+        {"!", "a == 1", ""},
+        {"{", "", "}"},                      // after "a IN "
+        {"CAST(", "1", ", 'NSNumber')"},     // after "a == "
+    };
+    for (const Case& c : cases) {
+        const std::string prefix = c.open == "{" ? "a IN " : (c.open == "CAST(" ? "a == " : "");
+        for (std::size_t depth : {limit, limit + 1, std::size_t{60000}}) {
+            const std::string format =
+                prefix + repeated(c.open, depth) + std::string(c.inner) + repeated(c.close, depth);
+            SCOPED_TRACE(format.substr(0, 40) + " depth " + std::to_string(depth));
+            if (depth <= limit) {
+                EXPECT_NO_THROW(Predicate::predicateWithFormat(format)->predicateFormat());
+                continue;
+            }
+            const std::size_t position = prefix.size() + limit * c.open.size();
+            try {
+                Predicate::predicateWithFormat(format);
+                ADD_FAILURE() << "parsed";
+            } catch (const kq::InvalidArgumentException& e) {
+                EXPECT_EQ(std::string(e.what()), "Predicate format nests deeper than 256 levels at position " +
+                                                     std::to_string(position));
+            }
+        }
+    }
+}
+
+TEST(PredicateParsing, ComposedPredicatesAreBoundedToo) {
+    const auto leaf = Predicate::predicateWithFormat("a == 1");
+    auto p = leaf;
+    for (std::size_t level = 2; level <= Predicate::kMaximumDepth; ++level) {
+        p = level % 2 ? Predicate::notPredicateWithSubpredicate(p)
+                      : Predicate::andPredicateWithSubpredicates({leaf, p});
+    }
+    EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})));
+    EXPECT_NO_THROW(p->predicateFormat());
+    EXPECT_THROW(Predicate::notPredicateWithSubpredicate(p), kq::InvalidArgumentException);
+    EXPECT_THROW(Predicate::orPredicateWithSubpredicates({Predicate::predicateWithValue(true), p}),
+                 kq::InvalidArgumentException);
 }
 
 TEST(PredicateParsing, ArgumentConversionsTakeValues) {
     EXPECT_EQ(formatOf("a == %d AND b == %i AND c == %f AND d == %s", {Value(3.9), Value(true), Value(2), Value("s")}),
-              "a == 3 AND b == 1 AND c == 2 AND d == \"s\"");
+              "a == 3 AND b == 1 AND c == 2.0 AND d == \"s\"");
     EXPECT_EQ(formatOf("%K.name == %ld", {Value("owner.group"), Value(5)}), "owner.group.name == 5");
     EXPECT_EQ(formatOf("a == %@", {Value()}), "a == nil");
 }

@@ -7,6 +7,7 @@
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "System/ProcessRunner.h"
 #include "System/SystemFacts.h"
+#include "Common/SystemInformation/ProfilerReportReader.h"
 #include "SystemInformationState.h"
 
 namespace state = kq::systeminformation;
@@ -85,27 +86,38 @@ std::optional<std::string> KQUSystemInformation::stringWithSystemProfileOfDataTy
 std::optional<kq::Array> KQUSystemInformation::arrayWithSystemProfileOfDataTypes(
     const std::vector<std::string>& dataTypes) {
     const auto data = systemProfileOfDataTypes(dataTypes, true);
-    if (!data || data->empty()) return std::nullopt;
-    auto root = kq::PropertyList::read(*data);
+    if (!data) return std::nullopt;
+    return kq::systeminformation::profilerReportArray(*data);
+}
+
+std::optional<kq::Array> kq::systeminformation::profilerReportArray(const kq::Data& output) {
+    if (output.empty()) return std::nullopt;
+    auto root = kq::PropertyList::read(output);
     if (!root || !root->isArray()) return std::nullopt;
     return std::move(*root->asArray());
 }
 
 std::optional<std::string> KQUSystemInformation::systemProfileValueForKey(std::string_view label) {
     const auto report = stringWithSystemProfileOfDataTypes({"SPHardwareDataType"});
-    if (!report || report->empty()) return std::nullopt;
-    const std::size_t found = report->find(label);
+    if (!report) return std::nullopt;
+    return kq::systeminformation::profileValueForLabel(*report, label);
+}
+
+std::optional<std::string> kq::systeminformation::profileValueForLabel(const std::string& report,
+                                                                       std::string_view label) {
+    if (report.empty()) return std::nullopt;
+    const std::size_t found = report.find(label);
     if (found == std::string::npos) return std::nullopt;
     const std::size_t start = found + label.size();
-    std::size_t end = report->find('\n', start);
+    std::size_t end = report.find('\n', start);
     if (end == std::string::npos) {
         // Without a newline after the label the value stops one character
         // short of the end: the report's last character is lost, on purpose.
-        end = report->size() - 1;
-        while (end > 0 && (static_cast<unsigned char>((*report)[end]) & 0xc0) == 0x80) --end;
+        end = report.size() - 1;
+        while (end > 0 && (static_cast<unsigned char>(report[end]) & 0xc0) == 0x80) --end;
         if (end < start) return std::nullopt;
     }
-    return report->substr(start, end - start);
+    return report.substr(start, end - start);
 }
 
 std::string KQUSystemInformation::humanReadableMemorySizeString() {

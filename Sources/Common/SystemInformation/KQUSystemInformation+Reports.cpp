@@ -5,6 +5,7 @@
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "KQFoundation/System/Workspace.h"
+#include "Common/SystemInformation/ProfilerReportReader.h"
 
 namespace {
 
@@ -24,21 +25,20 @@ const kq::Value* firstItems(const kq::Array& elements) {
 
 }  // namespace
 
-std::optional<kq::Array> KQUSystemInformation::memoryInfo() {
-    const auto report = arrayWithSystemProfileOfDataTypes({"SPMemoryDataType"});
-    if (!report) return std::nullopt;
-    const kq::Value* groups = firstItems(*report);
+namespace kq::systeminformation {
+
+std::optional<Array> memoryModules(const Array& report) {
+    const kq::Value* groups = firstItems(report);
     if (!groups || !groups->asArray()) return std::nullopt;
     const kq::Value* modules = firstItems(*groups->asArray());
     if (!modules || !modules->asArray()) return std::nullopt;
     return *modules->asArray();
 }
 
-kq::Dictionary KQUSystemInformation::graphicsInformation() {
+Dictionary graphicsInformation(const Array& report) {
     kq::Array gpus;
     kq::Array displays;
-    const auto report = arrayWithSystemProfileOfDataTypes({"SPDisplaysDataType"});
-    const kq::Dictionary* first = report && !report->empty() ? report->front().asDictionary() : nullptr;
+    const kq::Dictionary* first = !report.empty() ? report.front().asDictionary() : nullptr;
     if (const kq::Array* items = first ? first->arrayValueForKey(kItemsKey) : nullptr) {
         for (const kq::Value& element : *items) {
             const kq::Dictionary* processor = element.asDictionary();
@@ -52,13 +52,47 @@ kq::Dictionary KQUSystemInformation::graphicsInformation() {
                 copyString(*processor, "spdisplays_vram_shared", gpu, kKQUGPUMemorySizeKey);
             gpus.push_back(std::move(gpu));
             if (const kq::Array* attached = processor->arrayValueForKey("spdisplays_ndrvs"))
-                for (kq::Value& display : parseDisplaysInformation(*attached)) displays.push_back(std::move(display));
+                for (kq::Value& display : KQUSystemInformation::parseDisplaysInformation(*attached))
+                    displays.push_back(std::move(display));
         }
     }
     kq::Dictionary information;
     information.setObject(kKQUGPUsKey, std::move(gpus));
     information.setObject(kKQUDisplaysKey, std::move(displays));
     return information;
+}
+
+std::unordered_set<std::string> applicationPaths(const Array& report) {
+    std::unordered_set<std::string> paths;
+    const kq::Dictionary* applications = nullptr;
+    for (const kq::Value& element : report) {
+        const kq::Dictionary* dictionary = element.asDictionary();
+        const std::string* type = dictionary ? dictionary->stringValueForKey("_dataType") : nullptr;
+        if (type && *type == "SPApplicationsDataType") {
+            applications = dictionary;
+            break;
+        }
+    }
+    const kq::Array* items = applications ? applications->arrayValueForKey(kItemsKey) : nullptr;
+    if (!items) return paths;
+    paths.reserve(items->size());
+    for (const kq::Value& item : *items)
+        if (const kq::Dictionary* application = item.asDictionary())
+            if (const std::string* path = application->stringValueForKey("path")) paths.insert(*path);
+    return paths;
+}
+
+}  // namespace kq::systeminformation
+
+std::optional<kq::Array> KQUSystemInformation::memoryInfo() {
+    const auto report = arrayWithSystemProfileOfDataTypes({"SPMemoryDataType"});
+    if (!report) return std::nullopt;
+    return kq::systeminformation::memoryModules(*report);
+}
+
+kq::Dictionary KQUSystemInformation::graphicsInformation() {
+    const auto report = arrayWithSystemProfileOfDataTypes({"SPDisplaysDataType"});
+    return kq::systeminformation::graphicsInformation(report ? *report : kq::Array{});
 }
 
 kq::Array KQUSystemInformation::parseDisplaysInformation(const kq::Array& displays) {
@@ -100,25 +134,9 @@ kq::Array KQUSystemInformation::connectedIOSDevicesInformation() {
 }
 
 std::unordered_set<std::string> KQUSystemInformation::allApplicationsPathsWithSystemProfiler() {
-    std::unordered_set<std::string> paths;
     const auto report = arrayWithSystemProfileOfDataTypes({"SPApplicationsDataType"});
-    if (!report) return paths;
-    const kq::Dictionary* applications = nullptr;
-    for (const kq::Value& element : *report) {
-        const kq::Dictionary* dictionary = element.asDictionary();
-        const std::string* type = dictionary ? dictionary->stringValueForKey("_dataType") : nullptr;
-        if (type && *type == "SPApplicationsDataType") {
-            applications = dictionary;
-            break;
-        }
-    }
-    const kq::Array* items = applications ? applications->arrayValueForKey(kItemsKey) : nullptr;
-    if (!items) return paths;
-    paths.reserve(items->size());
-    for (const kq::Value& item : *items)
-        if (const kq::Dictionary* application = item.asDictionary())
-            if (const std::string* path = application->stringValueForKey("path")) paths.insert(*path);
-    return paths;
+    if (!report) return {};
+    return kq::systeminformation::applicationPaths(*report);
 }
 
 std::unordered_set<std::string> KQUSystemInformation::allApplicationsPaths() {

@@ -64,10 +64,9 @@ public:
     /// The value for the key, inserting null when absent.
     Value& operator[](std::string_view key);
 
+    /// Calls f(key, value) for every entry in insertion order.
     template <class F>
-    void forEach(F&& f) const {
-        for (std::size_t i = 0; i < keys_.size(); ++i) f(keys_[i], values_[i]);
-    }
+    void forEach(F&& f) const;
 
     // NSDictionary(KQValueTypeChecking): each returns the value only when it
     // has the asked-for type, else nullptr (nil).
@@ -195,6 +194,12 @@ private:
                  kq::Array, kq::Dictionary, LargeUnsigned>
         v_;
 };
+
+// Defined here, where Value is complete (clang checks the body where it is written).
+template <class F>
+void Dictionary::forEach(F&& f) const {
+    for (std::size_t i = 0; i < keys_.size(); ++i) f(keys_[i], values_[i]);
+}
 
 /// The text a value prints as (the platform's description, property-list style).
 std::string describe(const Value& v);

@@ -20,6 +20,7 @@
 // other key raises kq::InvalidArgumentException. nil equals only nil; string
 // operators on nil are false. A parsed predicate is immutable and may be
 // evaluated from several threads at once.
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -31,16 +32,26 @@ namespace kq {
 
 class Predicate {
 public:
+    /// How deeply a format may nest "(", NOT/!, "{" aggregates and CAST; a
+    /// hostile format must not exhaust the stack of whoever parses it.
+    static constexpr std::size_t kMaximumNesting = 256;
+    /// How deeply compounds may nest, however they were made (a parsed
+    /// format stays well below). Evaluating, formatting, substituting and
+    /// freeing a predicate recurse this deep at most.
+    static constexpr std::size_t kMaximumDepth = 1024;
+
     virtual ~Predicate() = default;
 
     /// Parses the format; %@ and %K take the arguments in order (extra ones
     /// are ignored). Throws kq::InvalidArgumentException naming the position
-    /// of the fault, for too few arguments, or a constant MATCHES pattern
-    /// that does not compile.
+    /// of the fault, for too few arguments, nesting deeper than
+    /// kMaximumNesting, or a constant MATCHES pattern that does not compile.
     static std::shared_ptr<const Predicate> predicateWithFormat(std::string_view format,
                                                                 const std::vector<Value>& arguments = {});
     static std::shared_ptr<const Predicate> predicateWithValue(bool value);
-    /// Compounds; an empty AND is true, an empty OR is false.
+    /// Compounds; an empty AND is true, an empty OR is false. Throw
+    /// kq::InvalidArgumentException when the result would nest deeper than
+    /// kMaximumDepth.
     static std::shared_ptr<const Predicate> andPredicateWithSubpredicates(
         std::vector<std::shared_ptr<const Predicate>> subpredicates);
     static std::shared_ptr<const Predicate> orPredicateWithSubpredicates(
@@ -62,7 +73,9 @@ public:
         const Dictionary& variables) const = 0;
     /// The format text of the parsed predicate (canonical spacing and quoting);
     /// it parses back to an equal predicate, except for data and dictionary
-    /// constants, which print their description.
+    /// constants, which print their description, and key names other than
+    /// letters, digits, "_" and a leading "@" (given through %K), which have
+    /// no written form.
     virtual std::string predicateFormat() const = 0;
 };
 
