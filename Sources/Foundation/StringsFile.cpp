@@ -6,29 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/UnicodeText.h"
 #include "KQFoundation/Foundation/Bundle.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 
 namespace kq {
 namespace {
-
-void appendUTF8(std::string& out, char32_t c) {
-    if (c < 0x80) {
-        out += static_cast<char>(c);
-    } else if (c < 0x800) {
-        out += static_cast<char>(0xC0 | (c >> 6));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        out += static_cast<char>(0xE0 | (c >> 12));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-        out += static_cast<char>(0xF0 | (c >> 18));
-        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-}
 
 bool isHighSurrogate(char32_t c) { return c >= 0xD800 && c <= 0xDBFF; }
 bool isLowSurrogate(char32_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
@@ -55,40 +39,6 @@ std::optional<std::string> decodeUTF16(const std::uint8_t* bytes, std::size_t si
         }
     }
     return out;
-}
-
-bool isValidUTF8(std::string_view s) {
-    std::size_t i = 0;
-    while (i < s.size()) {
-        auto b = static_cast<unsigned char>(s[i]);
-        std::size_t length;
-        char32_t c;
-        if (b < 0x80) {
-            ++i;
-            continue;
-        } else if ((b & 0xE0) == 0xC0) {
-            length = 2;
-            c = b & 0x1F;
-        } else if ((b & 0xF0) == 0xE0) {
-            length = 3;
-            c = b & 0x0F;
-        } else if ((b & 0xF8) == 0xF0) {
-            length = 4;
-            c = b & 0x07;
-        } else {
-            return false;
-        }
-        if (i + length > s.size()) return false;
-        for (std::size_t k = 1; k < length; ++k) {
-            auto cont = static_cast<unsigned char>(s[i + k]);
-            if ((cont & 0xC0) != 0x80) return false;
-            c = (c << 6) | (cont & 0x3F);
-        }
-        static constexpr char32_t kMinimum[] = {0, 0, 0x80, 0x800, 0x10000};
-        if (c < kMinimum[length] || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return false;
-        i += length;
-    }
-    return true;
 }
 
 /// The file's text as UTF-8: by byte-order mark, else UTF-16 when NULs show

@@ -1,5 +1,7 @@
 #include "Foundation/UnicodeText.h"
 
+#include "KQFoundation/Foundation/PathUtilities.h"
+
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
@@ -95,6 +97,80 @@ bool likeMatch(std::string_view text, std::string_view pattern, bool lower) noex
 }
 
 }  // namespace
+
+UTF8Sequence decodeUTF8(std::string_view text, std::size_t offset) noexcept {
+    if (offset >= text.size()) return {};
+    const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(text[k]); };
+    const unsigned char lead = byte(offset);
+    if (lead < 0x80) return {1, lead};
+    std::size_t length = 0;
+    char32_t codePoint = 0;
+    if ((lead & 0xE0) == 0xC0) {
+        length = 2;
+        codePoint = lead & 0x1F;
+    } else if ((lead & 0xF0) == 0xE0) {
+        length = 3;
+        codePoint = lead & 0x0F;
+    } else if ((lead & 0xF8) == 0xF0) {
+        length = 4;
+        codePoint = lead & 0x07;
+    } else {
+        return {};
+    }
+    if (offset + length > text.size()) return {};
+    for (std::size_t k = 1; k < length; ++k) {
+        if (!isContinuationByte(byte(offset + k))) return {};
+        codePoint = codePoint << 6 | (byte(offset + k) & 0x3F);
+    }
+    static constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
+    if (codePoint < kSmallest[length] || codePoint > 0x10FFFF || (codePoint >= 0xD800 && codePoint <= 0xDFFF))
+        return {};
+    return {length, codePoint};
+}
+
+bool isValidUTF8(std::string_view text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = decodeUTF8(text, i).length;
+        if (length == 0) return false;
+        i += length;
+    }
+    return true;
+}
+
+std::size_t lengthOfUTF8CharacterAt(std::string_view text, std::size_t offset) {
+    return decodeUTF8(text, offset).length;
+}
+
+void appendUTF8(std::string& out, char32_t c) {
+    if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
+    if (c < 0x80) {
+        out += static_cast<char>(c);
+    } else if (c < 0x800) {
+        out += static_cast<char>(0xC0 | (c >> 6));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+        out += static_cast<char>(0xE0 | (c >> 12));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    } else {
+        out += static_cast<char>(0xF0 | (c >> 18));
+        out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
+        out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (c & 0x3F));
+    }
+}
+
+std::optional<std::string> substringFromUTF16Index(std::string_view text, std::size_t index) {
+    std::size_t units = 0;
+    std::size_t i = 0;
+    while (i < text.size() && units < index) {
+        const UTF8Sequence sequence = decodeUTF8(text, i);
+        i += sequence.length ? sequence.length : 1;
+        units += sequence.codePoint >= 0x10000 ? 2 : 1;
+    }
+    if (units < index) return std::nullopt;
+    return std::string(text.substr(i));
+}
 
 bool isASCII(std::string_view text) noexcept {
     // Eight bytes at a time: paths are long and this runs per directory entry.

@@ -8,6 +8,7 @@
 // same options, so evaluating a constant against many strings folds only the
 // haystack. Pure ASCII text takes a path that neither allocates nor calls ICU.
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -54,5 +55,24 @@ std::size_t lengthInUTF16Units(std::string_view text) noexcept;
 /// Byte offset of the code point after the one starting at `offset` (lenient
 /// with broken UTF-8: a stray byte counts as one character).
 std::size_t nextCodePointOffset(std::string_view text, std::size_t offset) noexcept;
+
+/// The library's one UTF-8 decoder. `length` is the byte length of the
+/// well-formed sequence at `offset`, 0 when the bytes there are none (a stray
+/// or missing continuation byte, an overlong form, a surrogate, a value above
+/// U+10FFFF, or the end of the text).
+struct UTF8Sequence {
+    std::size_t length = 0;
+    char32_t codePoint = 0;
+};
+UTF8Sequence decodeUTF8(std::string_view text, std::size_t offset) noexcept;
+
+/// Appends the code point as UTF-8; a surrogate or a value above U+10FFFF
+/// becomes U+FFFD.
+void appendUTF8(std::string& out, char32_t codePoint);
+
+/// The text from the UTF-16 unit at `index` on (the platform's
+/// substringFromIndex:); a malformed byte counts as one unit. nullopt when the
+/// text is shorter.
+std::optional<std::string> substringFromUTF16Index(std::string_view text, std::size_t index);
 
 }  // namespace kq

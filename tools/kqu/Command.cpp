@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "KQFoundation/Foundation/PathUtilities.h"
+
 namespace kqu {
 
 namespace {
@@ -24,14 +26,12 @@ void LayoutOptions::addTo(CLI::App& app) {
 std::shared_ptr<const kq::FileSystemLayout> LayoutOptions::apply() const {
     namespace fs = std::filesystem;
     std::error_code ec;
-    std::string rootPath = root.empty() ? std::string("/") : fs::absolute(root, ec).lexically_normal().string();
-    if (rootPath.size() > 1 && rootPath.back() == '/') rootPath.pop_back();
+    const std::string rootPath = root.empty() ? std::string("/") : kq::absolutePath(root);
     if (!root.empty() && !fs::is_directory(rootPath, ec))
         throw CommandFailure{kExitInputFailure, "root folder not found: " + root};
     std::string homePath;
     if (!home.empty()) {
-        homePath = fs::absolute(home, ec).lexically_normal().string();
-        if (homePath.size() > 1 && homePath.back() == '/') homePath.pop_back();
+        homePath = kq::absolutePath(home);
     } else if (root.empty()) {
         homePath = kq::FileSystemLayout().home();
     } else {

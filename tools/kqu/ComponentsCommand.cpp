@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "Command.h"
 #include "JsonOutput.h"
 #include "KQFoundation/KQUApplicationComponentsScanner.h"
@@ -35,7 +36,7 @@ std::shared_ptr<KQUApplicationComponentsScannerConfiguration> configurationFor(c
     if (!std::filesystem::is_directory(options.appPath, error))
         throw kqu::CommandFailure{kqu::kExitInputFailure, "application not found: " + options.appPath};
     return KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(
-        std::filesystem::absolute(options.appPath, error).lexically_normal().string());
+        kq::absolutePath(options.appPath));
 }
 
 int runComponents(const ComponentsOptions& options) {

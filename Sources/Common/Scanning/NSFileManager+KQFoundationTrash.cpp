@@ -17,6 +17,7 @@
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "System/PerLayoutCache.h"
 #include "System/VolumeDevices.h"
 
 namespace kq {
@@ -208,10 +209,7 @@ bool moveIntoFreedesktopTrash(const std::string& item, const TrashPlace& place, 
 }
 
 std::string absoluteStandardPath(std::string_view path) {
-    std::string expanded = stringByExpandingTildeInPath(path);
-    if (!expanded.empty() && expanded.front() != '/')
-        expanded = stringByAppendingPathComponent(FileManager::defaultManager().currentDirectoryPath(), expanded);
-    return stringByStandardizingPath(expanded);
+    return absolutePath(stringByExpandingTildeInPath(path));
 }
 
 /// The path with its folders resolved (the item itself, if a link, is kept).
@@ -260,13 +258,8 @@ std::vector<std::string> buildTrashFolders(const FileSystemLayout& layout) {
 }  // namespace
 
 std::vector<std::string> FileManager::trashFolders() const {
-    static std::mutex mutex;
-    static std::map<std::pair<std::string, std::string>, std::vector<std::string>> lists;
-    const auto layout = FileSystemLayout::current();
-    std::lock_guard lock(mutex);
-    auto [position, inserted] = lists.try_emplace({layout->root(), layout->home()});
-    if (inserted) position->second = buildTrashFolders(*layout);
-    return position->second;
+    static PerLayoutCache<std::vector<std::string>> lists;
+    return lists.get(buildTrashFolders);
 }
 
 bool FileManager::isPathInTrash(std::string_view path) const {

@@ -75,14 +75,13 @@ public:
     std::string localizedString(std::string_view key, std::string_view value = "",
                                 std::string_view table = "") const;
 
-    // NSBundle(KQFoundation): see NSBundle+KQFoundation.h (Categories component).
+    // ---- Category NSBundle(KQFoundation): NSBundle+KQFoundation.h/.cpp ----
     std::optional<std::string> shortVersion() const;
     std::optional<std::string> bundleVersion() const;
     std::optional<std::string> humanReadableCopyright() const;
-    /// The first preferred localization, "English" answered as "en".
-    /// Throws kq::RangeException when the bundle has no localizations.
     std::string preferredLocalization() const;
     static std::string preferredApplicationLocalization();
+    // ---- end of category ----
 
     /// The bundle object's own lock: thread-safe wrappers hold it per call.
     std::recursive_mutex& monitor() const { return monitor_; }
@@ -116,6 +115,3 @@ std::optional<Dictionary> parseStringsFile(const Data& bytes);
 inline constexpr const char* kBundleVersionKey = "CFBundleVersion";
 
 }  // namespace kq
-
-/// The Info dictionary key of the marketing version.
-extern const char* const kKQBundleShortVersionStringKey;

@@ -1,6 +1,7 @@
 #pragma once
 // Path-string operations (the platform's NSString path methods). Paths are
 // UTF-8 and slash-separated; none of these touch the file system.
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +32,12 @@ std::string stringByDeletingPathExtension(std::string_view path);
 std::string stringByStandardizingPath(std::string_view path);
 /// "~" and "~/x" with the current layout's home; anything else unchanged.
 std::string stringByExpandingTildeInPath(std::string_view path);
+/// The library's one way to make a path absolute: a relative path is put
+/// below the working folder ("/" when that cannot be read), repeated and
+/// trailing slashes are dropped, and with `standardize` "." and ".." are
+/// resolved lexically (symbolic links are not consulted). "~" is not
+/// expanded: callers that accept it expand it first.
+std::string absolutePath(std::string_view path, bool standardize = true);
 /// True for "/..." and, as on the platform, for "~...".
 bool isAbsolutePath(std::string_view path);
 
@@ -45,5 +52,8 @@ inline constexpr std::string_view kURLReservedCharactersToEscape = ";/?:@&=+$,";
 bool stringByRemovingPercentEscapes(std::string_view text, std::string& out);
 /// True when the bytes are well-formed UTF-8 (no overlong forms, no surrogates).
 bool isValidUTF8(std::string_view text);
+/// Byte length of the well-formed UTF-8 character at `offset`; 0 when the
+/// bytes there are not one.
+std::size_t lengthOfUTF8CharacterAt(std::string_view text, std::size_t offset);
 
 }  // namespace kq

@@ -32,13 +32,12 @@ public:
     using std::vector<Value>::vector;
     Array() = default;
 
-    // NSMutableArray(KQFoundation)
-    /// Appends the value unless it is missing (nullptr or nullopt).
+    // ---- Category NSMutableArray(KQFoundation): NSMutableArray+KQFoundation.h/.cpp ----
     void addObjectIfNotNil(const Value* value);
     void addObjectIfNotNil(const std::optional<Value>& value);
-    /// Appends every element of the array unless the array is missing.
     void addObjectsFromArrayIfNotNil(const Array* array);
     void addObjectsFromArrayIfNotNil(const std::optional<Array>& array);
+    // ---- end of category ----
 };
 
 class Dictionary {
@@ -67,16 +66,15 @@ public:
         for (std::size_t i = 0; i < keys_.size(); ++i) f(keys_[i], values_[i]);
     }
 
-    // NSDictionary(KQValueTypeChecking): each returns the value only when it
-    // has the asked-for type, else nullptr (nil).
+    // ---- Category NSDictionary(KQValueTypeChecking): NSDictionary+KQValueTypeChecking.h/.cpp ----
     const std::string* stringValueForKey(std::string_view key) const;
     const Array* arrayValueForKey(std::string_view key) const;
     const Dictionary* dictioniaryValueForKey(std::string_view key) const;
-    /// A number: a boolean, integer or real value.
     const Value* numberValueForKey(std::string_view key) const;
     const Date* dateValueForKey(std::string_view key) const;
     std::int64_t integerValueForKey(std::string_view key, std::int64_t defaultValue) const;
     bool boolValueForKey(std::string_view key, bool defaultValue) const;
+    // ---- end of category ----
 
     friend bool operator==(const Dictionary& a, const Dictionary& b);
 
@@ -171,12 +169,6 @@ void PrintTo(const Dictionary& d, std::ostream* os);
 /// Seconds since 1 January 2001 UTC, the platform's reference date.
 double timeIntervalSinceReferenceDate(Date d);
 Date dateWithTimeIntervalSinceReferenceDate(double seconds);
-
-// NSObject(KQFoundation)
-/// True when both are missing; otherwise the first one's equality with the second.
-bool isObject(const Value* a, const Value* b);
-/// A new array holding only the value.
-Array inArray(const Value& v);
 
 }  // namespace kq
 

@@ -101,15 +101,13 @@ public:
     /// setAttributes: with NSFileExtensionHidden), keeping the other Finder info.
     bool setFileExtensionHidden(std::string_view path, bool hidden, std::error_code* error = nullptr) const;
 
-    // NSFileManager(KQFoundation), see NSFileManager+KQFoundation.h; defined
-    // in Sources/Common/Scanning/NSFileManager+KQFoundation.cpp.
+    // ---- Category NSFileManager(KQFoundation): NSFileManager+KQFoundation.h/.cpp (+Trash, +Volumes) ----
     std::uint64_t sizeOfItemAtPath(std::string_view path) const;
     std::vector<std::string> crashReportFolders() const;
     std::string crashReportFolderInDomain(unsigned domainMask) const;
     std::string crashReportHistoryFolderInDomain(unsigned domainMask) const;
     std::optional<Date> lastUsedDateOfTimeAtPath(std::string_view path) const;
     std::vector<std::string> trashFolders() const;
-    /// 0 on success, -37 when the path has no file-system representation.
     int vMExtendedAttributes(std::uint32_t& flags, std::string_view path) const;
     bool isPathOnEjectableDiskDrive(std::string_view path) const;
     bool isPathOnInternalDevice(std::string_view path) const;
@@ -117,9 +115,8 @@ public:
     bool isPathOnStorageDevice(std::string_view path) const;
     bool isPathInTrash(std::string_view path) const;
     bool isPathInFilePackage(std::string_view path) const;
-    /// Never overwrites what is already in the trash, never deletes; a failed
-    /// move leaves the item where it was. `destination` receives the new path.
     bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr) const;
+    // ---- end of category ----
 };
 
 }  // namespace kq
