@@ -33,6 +33,7 @@
 //
 // A scanner object runs one scan at a time; the resource is read once per
 // process, thread-safely.
+#include "KQFoundation/Export.h"
 #include <memory>
 #include <optional>
 #include <string>
@@ -42,7 +43,7 @@
 #include "KQFoundation/KQUApplicationComponentsScannerConfiguration.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQUApplicationComponentsScanner {
+class KQ_EXPORT KQUApplicationComponentsScanner {
 public:
     /// nullptr when there is no configuration or it has no application name.
     static std::unique_ptr<KQUApplicationComponentsScanner> create(

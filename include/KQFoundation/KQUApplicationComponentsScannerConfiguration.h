@@ -2,12 +2,13 @@
 // KQUApplicationComponentsScannerConfiguration: what the components scanner
 // looks for: an application's bundle identifier (optional) and name (without
 // ".app"), and whether to add the bundle itself and installers in Downloads.
+#include "KQFoundation/Export.h"
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
-class KQUApplicationComponentsScannerConfiguration {
+class KQ_EXPORT KQUApplicationComponentsScannerConfiguration {
 public:
     /// No identifier and no name: the scanner refuses such a configuration.
     KQUApplicationComponentsScannerConfiguration() = default;

@@ -13,6 +13,7 @@
 // when both run, 0 ... 1 for whichever runs alone. Nothing is de-duplicated:
 // an application in a walked folder that the profiler lists too is reported
 // twice; receivers that need unique applications collapse them themselves.
+#include "KQFoundation/Export.h"
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -25,7 +26,7 @@
 #include "KQFoundation/Predicate/Predicate.h"
 #include "KQFoundation/Foundation/URL.h"
 
-class KQUApplicationsScanner : public KQUScanner, public KQUFilesScannerDelegate {
+class KQ_EXPORT KQUApplicationsScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:
     KQUApplicationsScanner() = default;
     ~KQUApplicationsScanner() override;

@@ -6,6 +6,7 @@
 //
 // Memory stays flat whatever the size of the tree: nothing is collected, and
 // the walker keeps only the folders on the current path.
+#include "KQFoundation/Export.h"
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -16,7 +17,7 @@
 #include "KQFoundation/Predicate/Predicate.h"
 #include "KQFoundation/Foundation/URL.h"
 
-class KQUFilesScanner : public KQUScanner {
+class KQ_EXPORT KQUFilesScanner : public KQUScanner {
 public:
     /// nullptr when there is no set of folders; an empty set scans nothing.
     static std::unique_ptr<KQUFilesScanner> create(std::optional<std::vector<kq::URL>> sourceDirectories);

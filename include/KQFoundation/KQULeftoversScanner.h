@@ -15,6 +15,7 @@
 //     "Filters": [ { "Type": "Predicate" | "InstalledApplicationIdentifiers",
 //                    "Params": { "Format": string, "Variables": dictionary } } ],  (all must pass)
 //     "SkipSubdirectoryDescendants": bool }
+#include "KQFoundation/Export.h"
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -29,7 +30,7 @@
 #include "KQFoundation/Predicate/Predicate.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQULeftoversScanner : public KQUScanner, public KQUFilesScannerDelegate {
+class KQ_EXPORT KQULeftoversScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:
     /// nullptr when there is no set of applications. Without a knowledge base
     /// the built-in "LeftoversScanners" resource is used.

@@ -5,6 +5,7 @@
 // units of work, so it may be called from any thread. Progress (0 ... 1) is
 // observable under the key "progress" (the will/did pair is sent by hand on
 // every set) and then forwarded to the delegate.
+#include "KQFoundation/Export.h"
 #include <atomic>
 #include <memory>
 #include <string_view>
@@ -13,7 +14,7 @@
 #include "KQFoundation/Foundation/Observable.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQUScanner : public kq::Observable {
+class KQ_EXPORT KQUScanner : public kq::Observable {
 public:
     KQUScanner() = default;
     ~KQUScanner() override = default;

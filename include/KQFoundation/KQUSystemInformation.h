@@ -5,6 +5,7 @@
 // Class operations only. Missing answers are nullopt, 0 or false; nothing
 // throws. The raw facts come from the platform backend (Linux: /proc, /sys,
 // /etc; macOS: sysctl, the I/O registry and friends).
+#include "KQFoundation/Export.h"
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,7 +17,7 @@
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQUSystemInformation {
+class KQ_EXPORT KQUSystemInformation {
 public:
     KQUSystemInformation() = delete;
 

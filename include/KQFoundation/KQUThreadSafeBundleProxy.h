@@ -11,6 +11,7 @@
 //   proxy->with([](const kq::Bundle& b) { ... });                    // locked for the whole callable
 //
 // An exception thrown by the bundle releases the monitor and reaches the caller.
+#include "KQFoundation/Export.h"
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -18,7 +19,7 @@
 
 #include "KQFoundation/Foundation/Bundle.h"
 
-class KQUThreadSafeBundleProxy {
+class KQ_EXPORT KQUThreadSafeBundleProxy {
 public:
     /// nullptr for a missing bundle. The wrapper keeps the bundle alive.
     static std::unique_ptr<KQUThreadSafeBundleProxy> proxyWithBundle(std::shared_ptr<kq::Bundle> bundle);

@@ -2,11 +2,12 @@
 // KQUUsingMemoryStatistics: how the physical memory is used, in bytes (wired,
 // active, inactive, compressed, free, and what the firmware keeps for itself).
 // Every size reads the kernel's page counters afresh; a failed read gives 0.
+#include "KQFoundation/Export.h"
 #include <cstdint>
 
 #include "KQFoundation/System/VMStatistics.h"
 
-class KQUUsingMemoryStatistics {
+class KQ_EXPORT KQUUsingMemoryStatistics {
 public:
     /// The one shared instance, created on first use.
     static KQUUsingMemoryStatistics& sharedMemoryStatistics();

@@ -12,7 +12,8 @@
 //                               when the bundle has no localizations.
 //   preferredApplicationLocalization()
 //                               preferredLocalization() of the main bundle.
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Bundle.h"
 
 /// "CFBundleShortVersionString": the Info dictionary key of the marketing version.
-extern const char* const kKQBundleShortVersionStringKey;
+extern KQ_EXPORT const char* const kKQBundleShortVersionStringKey;

@@ -2,6 +2,7 @@
 // NSString(LikePredicateWrapping): text made safe as the right-hand side of a
 // LIKE comparison, so that an application identifier holding "*" or "?" is
 // compared literally instead of as a wildcard.
+#include "KQFoundation/Export.h"
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,6 @@ namespace kq {
 
 /// Doubles every backslash, then escapes "*" and "?" with a backslash; text
 /// holding none of the three comes back unchanged.
-std::string stringWrappedForLikePredicate(std::string_view string);
+KQ_EXPORT std::string stringWrappedForLikePredicate(std::string_view string);
 
 }  // namespace kq

@@ -3,6 +3,7 @@
 // (the platform's NSBundle). Application bundles keep them in Contents/ and
 // Contents/Resources/; flat bundles at the top. The library's own resources
 // are compiled into it and appear as the bundle `libraryBundle()`.
+#include "KQFoundation/Export.h"
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,7 +18,7 @@ namespace kq {
 
 class BundleStorage;
 
-class Bundle {
+class KQ_EXPORT Bundle {
 public:
     /// The bundle at the path, or nullptr when there is no folder there. One
     /// path gives one bundle object for as long as anyone holds it.
@@ -109,7 +110,7 @@ private:
 /// comments and escapes), UTF-8 or UTF-16 (byte-order mark, or told by its
 /// zero bytes), or an XML or binary property list holding a dictionary of
 /// strings. nullopt when it does not parse.
-std::optional<Dictionary> parseStringsFile(const Data& bytes);
+KQ_EXPORT std::optional<Dictionary> parseStringsFile(const Data& bytes);
 
 /// The platform's kCFBundleVersionKey.
 inline constexpr const char* kBundleVersionKey = "CFBundleVersion";

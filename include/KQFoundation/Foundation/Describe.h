@@ -1,6 +1,7 @@
 #pragma once
 // describe(x): the text an object prints as, used by "%@" in kq::format/kq::log.
 // Library types add their own overloads next to their declarations.
+#include "KQFoundation/Export.h"
 #include <concepts>
 #include <cstdint>
 #include <exception>
@@ -19,12 +20,12 @@ template <std::integral T>
     requires(!std::same_as<T, bool> && !std::same_as<T, char>)
 std::string describe(T v) { return std::to_string(v); }
 inline std::string describe(char c) { return std::string(1, c); }
-std::string describe(double v);
+KQ_EXPORT std::string describe(double v);
 inline std::string describe(float v) { return describe(static_cast<double>(v)); }
-std::string describe(const std::exception& e);
+KQ_EXPORT std::string describe(const std::exception& e);
 
 /// The printf-visible form of one argument.
-struct LogArgument {
+struct KQ_EXPORT LogArgument {
     enum class Kind { Signed, Unsigned, Real, Text };
     Kind kind = Kind::Text;
     std::int64_t s = 0;

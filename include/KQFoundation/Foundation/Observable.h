@@ -3,6 +3,7 @@
 // options New, Old, Initial and Prior; a change is a will/did pair. Setters
 // that go through setValueForKey notify automatically unless the subclass
 // turns automatic notification off for that key and sends the pair itself.
+#include "KQFoundation/Export.h"
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -21,7 +22,7 @@ enum KeyValueObservingOptions : unsigned {
     KeyValueObservingOptionPrior = 0x08,
 };
 
-struct KeyValueChange {
+struct KQ_EXPORT KeyValueChange {
     /// Present when the New option was given (and not in the prior notice).
     std::optional<Value> newValue;
     /// Present when the Old option was given.
@@ -35,7 +36,7 @@ using KeyValueObserver = std::function<void(const Observable& object, const std:
                                             const KeyValueChange& change)>;
 using ObservationToken = std::uint64_t;
 
-class Observable {
+class KQ_EXPORT Observable {
 public:
     Observable() = default;
     Observable(const Observable&) = delete;

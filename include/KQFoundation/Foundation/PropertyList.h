@@ -1,6 +1,7 @@
 #pragma once
 // Property lists (XML and binary) to and from kq::Value, through libplist.
 // Readers never throw: anything unreadable gives nullopt.
+#include "KQFoundation/Export.h"
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -11,7 +12,7 @@ namespace kq {
 
 enum class PropertyListFormat { XML, Binary };
 
-class PropertyList {
+class KQ_EXPORT PropertyList {
 public:
     static std::optional<Value> read(const Data& bytes);
     static std::optional<Value> read(std::string_view bytes);

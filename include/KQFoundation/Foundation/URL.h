@@ -2,6 +2,7 @@
 // kq::URL: file URLs and network URLs (the platform's NSURL).
 // A file URL keeps its path as given (made absolute), so making one per
 // directory entry costs one string; the escaped text is built on demand.
+#include "KQFoundation/Export.h"
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -14,7 +15,7 @@ namespace kq {
 class Dictionary;
 class Value;
 
-class URL {
+class KQ_EXPORT URL {
 public:
     /// An empty URL (no scheme, no path); prefer the factories.
     URL() = default;
@@ -96,7 +97,7 @@ private:
 };
 
 /// The absolute string, as the platform prints a URL.
-std::string describe(const URL& url);
+KQ_EXPORT std::string describe(const URL& url);
 
 }  // namespace kq
 

@@ -5,6 +5,7 @@
 // order in which keys were inserted. Equality and hashing are by value, and
 // numbers compare by their numeric value (1, 1.0 and YES are equal), as the
 // platform's numbers do.
+#include "KQFoundation/Export.h"
 #include <chrono>
 #include <cstdint>
 #include <initializer_list>
@@ -27,7 +28,7 @@ using Date = std::chrono::system_clock::time_point;
 
 class Value;
 
-class Array : public std::vector<Value> {
+class KQ_EXPORT Array : public std::vector<Value> {
 public:
     using std::vector<Value>::vector;
     Array() = default;
@@ -40,7 +41,7 @@ public:
     // ---- end of category ----
 };
 
-class Dictionary {
+class KQ_EXPORT Dictionary {
 public:
     Dictionary() = default;
     Dictionary(std::initializer_list<std::pair<std::string, Value>> entries);
@@ -76,7 +77,7 @@ public:
     bool boolValueForKey(std::string_view key, bool defaultValue) const;
     // ---- end of category ----
 
-    friend bool operator==(const Dictionary& a, const Dictionary& b);
+    friend KQ_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
 
 private:
     std::vector<std::string> keys_;
@@ -96,7 +97,7 @@ private:
     void rebuildIndex();
 };
 
-class Value {
+class KQ_EXPORT Value {
 public:
     enum class Type { Null, Bool, Integer, Real, String, Data, Date, URL, Array, Dictionary };
 
@@ -148,7 +149,7 @@ public:
     std::int64_t integerValue() const;
     double doubleValue() const;
 
-    friend bool operator==(const Value& a, const Value& b);
+    friend KQ_EXPORT bool operator==(const Value& a, const Value& b);
     std::size_t hash() const;
 
 private:
@@ -158,17 +159,17 @@ private:
 };
 
 /// The text a value prints as (the platform's description, property-list style).
-std::string describe(const Value& v);
-std::string describe(const Array& a);
-std::string describe(const Dictionary& d);
+KQ_EXPORT std::string describe(const Value& v);
+KQ_EXPORT std::string describe(const Array& a);
+KQ_EXPORT std::string describe(const Dictionary& d);
 
 /// For test frameworks that print values (GoogleTest finds these by name).
-void PrintTo(const Value& v, std::ostream* os);
-void PrintTo(const Dictionary& d, std::ostream* os);
+KQ_EXPORT void PrintTo(const Value& v, std::ostream* os);
+KQ_EXPORT void PrintTo(const Dictionary& d, std::ostream* os);
 
 /// Seconds since 1 January 2001 UTC, the platform's reference date.
-double timeIntervalSinceReferenceDate(Date d);
-Date dateWithTimeIntervalSinceReferenceDate(double seconds);
+KQ_EXPORT double timeIntervalSinceReferenceDate(Date d);
+KQ_EXPORT Date dateWithTimeIntervalSinceReferenceDate(double seconds);
 
 }  // namespace kq
 
@@ -177,6 +178,6 @@ struct std::hash<kq::Value> {
     std::size_t operator()(const kq::Value& v) const { return v.hash(); }
 };
 template <>
-struct std::hash<kq::Dictionary> {
+struct KQ_EXPORT std::hash<kq::Dictionary> {
     std::size_t operator()(const kq::Dictionary& d) const;
 };

@@ -20,6 +20,7 @@
 // other key raises kq::InvalidArgumentException. nil equals only nil; string
 // operators on nil are false. A parsed predicate is immutable and may be
 // evaluated from several threads at once.
+#include "KQFoundation/Export.h"
 #include <memory>
 #include <string>
 #include <string_view>
@@ -29,7 +30,7 @@
 
 namespace kq {
 
-class Predicate {
+class KQ_EXPORT Predicate {
 public:
     virtual ~Predicate() = default;
 

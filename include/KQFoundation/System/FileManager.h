@@ -1,6 +1,7 @@
 #pragma once
 // kq::FileManager: the file-system questions the library asks (the platform's
 // NSFileManager), plus the recursive directory enumerator the scanners walk.
+#include "KQFoundation/Export.h"
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -17,7 +18,7 @@ namespace kq {
 
 enum class FileType { Regular, Directory, SymbolicLink, Other };
 
-struct FileAttributes {
+struct KQ_EXPORT FileAttributes {
     FileType type = FileType::Other;
     std::uint64_t size = 0;            // st_size: logical bytes (a link's own length)
     std::uint32_t posixPermissions = 0;
@@ -41,7 +42,7 @@ struct FileAttributes {
 /// device and inode), skips folders it cannot read. Memory grows with the
 /// depth of the tree and the width of the folders on the current path, not
 /// with the size of the tree; no descriptor stays open between calls.
-class DirectoryEnumerator {
+class KQ_EXPORT DirectoryEnumerator {
 public:
     virtual ~DirectoryEnumerator() = default;
     /// The next relative path, or nullopt at the end.
@@ -55,7 +56,7 @@ public:
     virtual FileType currentEntryType() const = 0;
 };
 
-class FileManager {
+class KQ_EXPORT FileManager {
 public:
     static FileManager& defaultManager();
 

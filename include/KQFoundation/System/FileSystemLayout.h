@@ -3,6 +3,7 @@
 // from its knowledge (search-path folders, resource lists) resolves under
 // `root`, and "~" expands to `home`. The default layout is the running
 // machine: root "/" and $HOME.
+#include "KQFoundation/Export.h"
 #include <memory>
 #include <string>
 #include <string_view>
@@ -49,7 +50,7 @@ enum SearchPathDomainMask : unsigned {
     AllDomainsMask = 0x0ffff,
 };
 
-class FileSystemLayout {
+class KQ_EXPORT FileSystemLayout {
 public:
     /// root "/" and home $HOME (or the password database's home).
     FileSystemLayout();

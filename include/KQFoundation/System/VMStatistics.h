@@ -3,11 +3,12 @@
 // 32-bit and 64-bit statistics records (page counts, not bytes). Fields the
 // library does not use are kept so the records stay recognisable; a backend
 // that cannot supply one leaves it 0.
+#include "KQFoundation/Export.h"
 #include <cstdint>
 
 namespace kq {
 
-struct VMStatistics {
+struct KQ_EXPORT VMStatistics {
     std::uint32_t free_count = 0;
     std::uint32_t active_count = 0;
     std::uint32_t inactive_count = 0;
@@ -24,7 +25,7 @@ struct VMStatistics {
     std::uint32_t speculative_count = 0;
 };
 
-struct VMStatistics64 {
+struct KQ_EXPORT VMStatistics64 {
     std::uint32_t free_count = 0;
     std::uint32_t active_count = 0;
     std::uint32_t inactive_count = 0;

@@ -1,12 +1,13 @@
 #pragma once
 // kq::Workspace: the desktop's view of files (the platform's NSWorkspace).
+#include "KQFoundation/Export.h"
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace kq {
 
-class Workspace {
+class KQ_EXPORT Workspace {
 public:
     static Workspace& sharedWorkspace();
 
