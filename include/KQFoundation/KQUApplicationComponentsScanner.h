@@ -33,13 +33,13 @@
 //
 // A scanner object runs one scan at a time; the resource is read once per
 // process, thread-safely.
-#include "KQFoundation/Export.h"
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUApplicationComponentsScannerConfiguration.h"
 #include "KQFoundation/Foundation/Value.h"
 

@@ -2,11 +2,12 @@
 // KQUApplicationComponentsScannerConfiguration: what the components scanner
 // looks for: an application's bundle identifier (optional) and name (without
 // ".app"), and whether to add the bundle itself and installers in Downloads.
-#include "KQFoundation/Export.h"
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "KQFoundation/Export.h"
 
 class KQ_EXPORT KQUApplicationComponentsScannerConfiguration {
 public:

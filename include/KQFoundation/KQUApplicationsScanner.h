@@ -13,13 +13,13 @@
 // when both run, 0 ... 1 for whichever runs alone. Nothing is de-duplicated:
 // an application in a walked folder that the profiler lists too is reported
 // twice; receivers that need unique applications collapse them themselves.
-#include "KQFoundation/Export.h"
 #include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQUScanner.h"
 #include "KQFoundation/KQUScannerDelegate.h"

@@ -6,12 +6,12 @@
 //
 // Memory stays flat whatever the size of the tree: nothing is collected, and
 // the walker keeps only the folders on the current path.
-#include "KQFoundation/Export.h"
 #include <cstddef>
 #include <memory>
 #include <optional>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUScanner.h"
 #include "KQFoundation/System/FileManager.h"
 #include "KQFoundation/Predicate/Predicate.h"

@@ -1,8 +1,8 @@
 #pragma once
-#include "KQFoundation/Export.h"
 // The leftover types a knowledge-base entry's "Type" carries by convention.
 // The scanner passes any non-empty type through unchanged; these are the ones
 // the built-in knowledge base uses and hosts group by.
+#include "KQFoundation/Export.h"
 
 extern KQ_EXPORT const char* const kKQUContainerLeftoverType;           // "KQFoundation.LeftoverType.Container"
 extern KQ_EXPORT const char* const kKQUPreferencesLeftoverType;         // "KQFoundation.LeftoverType.Preferences"

@@ -15,7 +15,6 @@
 //     "Filters": [ { "Type": "Predicate" | "InstalledApplicationIdentifiers",
 //                    "Params": { "Format": string, "Variables": dictionary } } ],  (all must pass)
 //     "SkipSubdirectoryDescendants": bool }
-#include "KQFoundation/Export.h"
 #include <atomic>
 #include <cstddef>
 #include <memory>
@@ -24,6 +23,7 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQULeftoverTypes.h"
 #include "KQFoundation/KQUScanner.h"

@@ -5,11 +5,11 @@
 // units of work, so it may be called from any thread. Progress (0 ... 1) is
 // observable under the key "progress" (the will/did pair is sent by hand on
 // every set) and then forwarded to the delegate.
-#include "KQFoundation/Export.h"
 #include <atomic>
 #include <memory>
 #include <string_view>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUScannerDelegate.h"
 #include "KQFoundation/Foundation/Observable.h"
 #include "KQFoundation/Foundation/Value.h"

@@ -9,9 +9,9 @@
 // The protocols inherit KQUScannerDelegate virtually: one object may adopt
 // several of them (a composite scanner is the delegate of its children and
 // may itself be watched by a delegate that adopts more than one).
-#include "KQFoundation/Export.h"
 #include <string>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"
 
 class KQUScanner;

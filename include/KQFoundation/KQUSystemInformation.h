@@ -5,7 +5,6 @@
 // Class operations only. Missing answers are nullopt, 0 or false; nothing
 // throws. The raw facts come from the platform backend (Linux: /proc, /sys,
 // /etc; macOS: sysctl, the I/O registry and friends).
-#include "KQFoundation/Export.h"
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,6 +12,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUSystemReportKeys.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"

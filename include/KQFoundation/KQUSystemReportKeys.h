@@ -1,6 +1,6 @@
 #pragma once
-#include "KQFoundation/Export.h"
 // Keys of the dictionaries that KQUSystemInformation's reports return.
+#include "KQFoundation/Export.h"
 
 // Memory modules: the profiler's own keys, handed back unchanged.
 extern KQ_EXPORT const char* const kKQUMemoryInfoNameKey;          // "_name"

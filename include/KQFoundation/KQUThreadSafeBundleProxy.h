@@ -11,12 +11,12 @@
 //   proxy->with([](const kq::Bundle& b) { ... });                    // locked for the whole callable
 //
 // An exception thrown by the bundle releases the monitor and reaches the caller.
-#include "KQFoundation/Export.h"
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <type_traits>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Bundle.h"
 
 class KQ_EXPORT KQUThreadSafeBundleProxy {

@@ -2,9 +2,9 @@
 // KQUUsingMemoryStatistics: how the physical memory is used, in bytes (wired,
 // active, inactive, compressed, free, and what the firmware keeps for itself).
 // Every size reads the kernel's page counters afresh; a failed read gives 0.
-#include "KQFoundation/Export.h"
 #include <cstdint>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/System/VMStatistics.h"
 
 class KQ_EXPORT KQUUsingMemoryStatistics {

@@ -2,9 +2,10 @@
 // NSString(LikePredicateWrapping): text made safe as the right-hand side of a
 // LIKE comparison, so that an application identifier holding "*" or "?" is
 // compared literally instead of as a wildcard.
-#include "KQFoundation/Export.h"
 #include <string>
 #include <string_view>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

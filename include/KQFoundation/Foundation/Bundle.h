@@ -3,7 +3,6 @@
 // (the platform's NSBundle). Application bundles keep them in Contents/ and
 // Contents/Resources/; flat bundles at the top. The library's own resources
 // are compiled into it and appear as the bundle `libraryBundle()`.
-#include "KQFoundation/Export.h"
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,8 +10,11 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"
+
+class KQUThreadSafeBundleProxy;
 
 namespace kq {
 
@@ -82,6 +84,12 @@ public:
     std::optional<std::string> humanReadableCopyright() const;
     std::string preferredLocalization() const;
     static std::string preferredApplicationLocalization();
+    // ---- end of category ----
+
+    // ---- Category NSBundle(KQUThreadSafety): NSBundle+KQUThreadSafety.h/.cpp ----
+    static std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeMainBundle();
+    static std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleWithPath(std::string_view path);
+    static std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleForClass();
     // ---- end of category ----
 
     /// The bundle object's own lock: thread-safe wrappers hold it per call.

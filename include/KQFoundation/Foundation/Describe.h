@@ -1,13 +1,14 @@
 #pragma once
 // describe(x): the text an object prints as, used by "%@" in kq::format/kq::log.
 // Library types add their own overloads next to their declarations.
-#include "KQFoundation/Export.h"
 #include <concepts>
 #include <cstdint>
 #include <exception>
 #include <string>
 #include <string_view>
 #include <type_traits>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

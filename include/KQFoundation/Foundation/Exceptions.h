@@ -1,9 +1,10 @@
 #pragma once
 // The exceptions the library raises where the Objective-C design raises a
 // platform exception. Each carries the platform's exception name.
-#include "KQFoundation/Export.h"
 #include <stdexcept>
 #include <string>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

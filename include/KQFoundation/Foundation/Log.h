@@ -2,12 +2,12 @@
 // kq::log: one diagnostic line per call, to stderr and the system journal.
 // The format is printf-like; "%@" prints any argument's description, the
 // other conversions (%d %u %ld %lu %lld %f %s %x %%) work as in printf.
-#include "KQFoundation/Export.h"
 #include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Describe.h"
 
 namespace kq {

@@ -3,7 +3,6 @@
 // options New, Old, Initial and Prior; a change is a will/did pair. Setters
 // that go through setValueForKey notify automatically unless the subclass
 // turns automatic notification off for that key and sends the pair itself.
-#include "KQFoundation/Export.h"
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Value.h"
 
 namespace kq {

@@ -1,11 +1,12 @@
 #pragma once
 // Path-string operations (the platform's NSString path methods). Paths are
 // UTF-8 and slash-separated; none of these touch the file system.
-#include "KQFoundation/Export.h"
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

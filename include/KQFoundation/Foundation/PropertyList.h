@@ -1,11 +1,11 @@
 #pragma once
 // Property lists (XML and binary) to and from kq::Value, through libplist.
 // Readers never throw: anything unreadable gives nullopt.
-#include "KQFoundation/Export.h"
 #include <optional>
 #include <string_view>
 #include <system_error>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Value.h"
 
 namespace kq {

@@ -2,13 +2,14 @@
 // kq::URL: file URLs and network URLs (the platform's NSURL).
 // A file URL keeps its path as given (made absolute), so making one per
 // directory entry costs one string; the escaped text is built on demand.
-#include "KQFoundation/Export.h"
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

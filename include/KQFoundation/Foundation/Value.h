@@ -5,7 +5,6 @@
 // order in which keys were inserted. Equality and hashing are by value, and
 // numbers compare by their numeric value (1, 1.0 and YES are equal), as the
 // platform's numbers do.
-#include "KQFoundation/Export.h"
 #include <chrono>
 #include <cstdint>
 #include <initializer_list>
@@ -19,6 +18,7 @@
 #include <variant>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"
 
 namespace kq {

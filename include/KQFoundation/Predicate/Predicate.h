@@ -20,12 +20,12 @@
 // other key raises kq::InvalidArgumentException. nil equals only nil; string
 // operators on nil are false. A parsed predicate is immutable and may be
 // evaluated from several threads at once.
-#include "KQFoundation/Export.h"
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Value.h"
 
 namespace kq {

@@ -1,7 +1,6 @@
 #pragma once
 // kq::FileManager: the file-system questions the library asks (the platform's
 // NSFileManager), plus the recursive directory enumerator the scanners walk.
-#include "KQFoundation/Export.h"
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"

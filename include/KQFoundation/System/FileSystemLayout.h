@@ -3,11 +3,12 @@
 // from its knowledge (search-path folders, resource lists) resolves under
 // `root`, and "~" expands to `home`. The default layout is the running
 // machine: root "/" and $HOME.
-#include "KQFoundation/Export.h"
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

@@ -3,8 +3,9 @@
 // 32-bit and 64-bit statistics records (page counts, not bytes). Fields the
 // library does not use are kept so the records stay recognisable; a backend
 // that cannot supply one leaves it 0.
-#include "KQFoundation/Export.h"
 #include <cstdint>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 

@@ -1,9 +1,10 @@
 #pragma once
 // kq::Workspace: the desktop's view of files (the platform's NSWorkspace).
-#include "KQFoundation/Export.h"
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "KQFoundation/Export.h"
 
 namespace kq {
 
