@@ -33,6 +33,9 @@ function(kq_add_component name)
   endif()
   set(target KQFoundation${name})
   add_library(${target} OBJECT ${sources})
+  # A shared build exports only what the public headers mark KQ_EXPORT.
+  set_target_properties(${target} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_include_directories(${target} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

@@ -7,6 +7,7 @@
 #include <unordered_map>
 
 #include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "Foundation/BundleCache.h"
 #include "Foundation/BundleStorage.h"
@@ -18,20 +19,6 @@ namespace kq {
 namespace {
 
 constexpr const char* kResourcesEnvironmentVariable = "KQFOUNDATION_RESOURCES";
-
-/// Absolute and lexically normal, without a trailing slash.
-std::string absoluteFolderPath(std::string_view path) {
-    fs::path p{std::string(path)};
-    if (p.is_relative()) {
-        std::error_code error;
-        auto cwd = fs::current_path(error);
-        if (error) return {};
-        p = cwd / p;
-    }
-    std::string normal = p.lexically_normal().string();
-    while (normal.size() > 1 && normal.back() == '/') normal.pop_back();
-    return normal;
-}
 
 /// Bundles by their real path, so that one folder gives one bundle object
 /// (and so one monitor) however it is spelled.
@@ -66,7 +53,7 @@ WellKnownBundles& wellKnownBundles() {
 
 std::shared_ptr<Bundle> defaultMainBundle() {
     std::string executable = detail::runningExecutablePath();
-    std::string folder = executable.empty() ? absoluteFolderPath(".") : fs::path(executable).parent_path().string();
+    std::string folder = executable.empty() ? absolutePath(".") : fs::path(executable).parent_path().string();
     // A program inside an application bundle stands for the whole bundle.
     fs::path p(folder);
     if (p.filename() == "MacOS" && p.parent_path().filename() == "Contents") {
@@ -99,7 +86,7 @@ Bundle::~Bundle() = default;
 
 std::shared_ptr<Bundle> Bundle::bundleWithPath(std::string_view path) {
     if (path.empty()) return nullptr;
-    std::string folder = absoluteFolderPath(path);
+    std::string folder = absolutePath(path);
     if (folder.empty()) return nullptr;
     auto storage = FolderBundleStorage::create(folder);
     if (!storage) return nullptr;

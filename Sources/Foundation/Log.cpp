@@ -85,8 +85,6 @@ std::string convert(const std::string& spec, const LogArgument& arg, const std::
 
 }  // namespace
 
-namespace detail {
-
 std::string formatLogLine(std::string_view format, const std::vector<std::string>& described,
                           const std::vector<LogArgument>& raw) {
     std::string out;
@@ -134,8 +132,6 @@ void emitLogLine(const std::string& line) {
         defaultSink(line);
     }
 }
-
-}  // namespace detail
 
 LogSink setLogSink(LogSink sink) {
     std::lock_guard<std::mutex> lock(sinkMutex());

@@ -1,6 +1,8 @@
 #include "KQFoundation/Foundation/PathUtilities.h"
 
 #include <cstdint>
+#include <filesystem>
+#include <system_error>
 
 #include "Foundation/SystemHooks.h"
 
@@ -141,6 +143,17 @@ std::string stringByStandardizingPath(std::string_view input) {
     return result;
 }
 
+std::string absolutePath(std::string_view path, bool standardize) {
+    std::string full(path);
+    if (full.empty() || full.front() != '/') {
+        std::error_code error;
+        std::string workingFolder = std::filesystem::current_path(error).string();
+        if (error || workingFolder.empty()) workingFolder = "/";
+        full = stringByAppendingPathComponent(workingFolder, full);
+    }
+    return standardize ? stringByStandardizingPath(full) : stringByAppendingPathComponent(full, "");
+}
+
 bool isAbsolutePath(std::string_view path) {
     return !path.empty() && (path.front() == '/' || path.front() == '~');
 }
@@ -202,42 +215,6 @@ bool stringByRemovingPercentEscapes(std::string_view text, std::string& out) {
     }
     if (!isValidUTF8(result)) return false;
     out = std::move(result);
-    return true;
-}
-
-bool isValidUTF8(std::string_view text) {
-    std::size_t i = 0;
-    const std::size_t n = text.size();
-    while (i < n) {
-        auto c = static_cast<unsigned char>(text[i]);
-        if (c < 0x80) {
-            ++i;
-            continue;
-        }
-        std::size_t length;
-        std::uint32_t code;
-        if ((c & 0xe0) == 0xc0) {
-            length = 2;
-            code = c & 0x1f;
-        } else if ((c & 0xf0) == 0xe0) {
-            length = 3;
-            code = c & 0x0f;
-        } else if ((c & 0xf8) == 0xf0) {
-            length = 4;
-            code = c & 0x07;
-        } else {
-            return false;
-        }
-        if (i + length > n) return false;
-        for (std::size_t k = 1; k < length; ++k) {
-            auto cc = static_cast<unsigned char>(text[i + k]);
-            if ((cc & 0xc0) != 0x80) return false;
-            code = (code << 6) | (cc & 0x3f);
-        }
-        static constexpr std::uint32_t kMinimum[] = {0, 0, 0x80, 0x800, 0x10000};
-        if (code < kMinimum[length] || code > 0x10ffff || (code >= 0xd800 && code <= 0xdfff)) return false;
-        i += length;
-    }
     return true;
 }
 

@@ -174,23 +174,10 @@ bool equalsIgnoringASCIICase(std::string_view a, std::string_view b) {
 // ---------------------------------------------------------------------------
 // File paths.
 
-// The working folder, or "/" when it cannot be read (it was removed).
-std::string currentDirectory() {
-    std::error_code error;
-    std::string path = std::filesystem::current_path(error).string();
-    return error || path.empty() ? std::string("/") : path;
-}
-
-/// Absolute, tilde expanded, no repeated or trailing slashes.
+/// Absolute, tilde expanded, no repeated or trailing slashes; "." and ".."
+/// are kept, as the platform keeps them.
 std::string absoluteFilePath(std::string_view path) {
-    std::string full;
-    if (!path.empty() && path.front() == '~') {
-        full = detail::expandTilde(path);
-    } else {
-        full = std::string(path);
-    }
-    if (full.empty() || full.front() != '/') full = stringByAppendingPathComponent(currentDirectory(), full);
-    return stringByAppendingPathComponent(full, "");
+    return absolutePath(stringByExpandingTildeInPath(path), false);
 }
 
 bool isDirectoryOnDisk(const std::string& path) {

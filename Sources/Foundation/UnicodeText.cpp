@@ -1,5 +1,7 @@
 #include "Foundation/UnicodeText.h"
 
+#include "KQFoundation/Foundation/PathUtilities.h"
+
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
@@ -126,6 +128,19 @@ UTF8Sequence decodeUTF8(std::string_view text, std::size_t offset) noexcept {
     return {length, codePoint};
 }
 
+bool isValidUTF8(std::string_view text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = decodeUTF8(text, i).length;
+        if (length == 0) return false;
+        i += length;
+    }
+    return true;
+}
+
+std::size_t lengthOfUTF8CharacterAt(std::string_view text, std::size_t offset) {
+    return decodeUTF8(text, offset).length;
+}
+
 void appendUTF8(std::string& out, char32_t c) {
     if (c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) c = 0xFFFD;
     if (c < 0x80) {
@@ -179,6 +194,16 @@ std::optional<std::u16string> utf16FromUTF8(std::string_view text) {
         i += sequence.length;
     }
     return out;
+std::optional<std::string> substringFromUTF16Index(std::string_view text, std::size_t index) {
+    std::size_t units = 0;
+    std::size_t i = 0;
+    while (i < text.size() && units < index) {
+        const UTF8Sequence sequence = decodeUTF8(text, i);
+        i += sequence.length ? sequence.length : 1;
+        units += sequence.codePoint >= 0x10000 ? 2 : 1;
+    }
+    if (units < index) return std::nullopt;
+    return std::string(text.substr(i));
 }
 
 bool isASCII(std::string_view text) noexcept {

@@ -75,5 +75,9 @@ void appendUTF8(std::string& out, char32_t codePoint);
 std::optional<std::string> utf8FromUTF16(std::u16string_view units);
 /// UTF-8 text as UTF-16, nullopt when it is not well-formed UTF-8.
 std::optional<std::u16string> utf16FromUTF8(std::string_view text);
+/// The text from the UTF-16 unit at `index` on (the platform's
+/// substringFromIndex:); a malformed byte counts as one unit. nullopt when the
+/// text is shorter.
+std::optional<std::string> substringFromUTF16Index(std::string_view text, std::size_t index);
 
 }  // namespace kq

@@ -17,25 +17,9 @@ namespace kq {
 
 namespace {
 
-// The working folder, or "/" when it cannot be read (it was removed).
-std::string currentDirectory() {
-    std::string path = FileManager::defaultManager().currentDirectoryPath();
-    return path.empty() ? std::string("/") : path;
-}
-
-/// Absolute, no repeated or trailing slashes; "" stays "".
-std::string normalizedFolder(std::string path) {
-    if (path.empty()) return path;
-    if (path.front() != '/') path = currentDirectory() + "/" + path;
-    std::string out;
-    out.reserve(path.size());
-    for (char c : path) {
-        if (c == '/' && !out.empty() && out.back() == '/') continue;
-        out.push_back(c);
-    }
-    if (out.size() > 1 && out.back() == '/') out.pop_back();
-    return out;
-}
+/// Absolute, no repeated or trailing slashes; "" stays "". No "~": the
+/// layout is what expands it.
+std::string normalizedFolder(const std::string& path) { return path.empty() ? path : absolutePath(path, false); }
 
 std::string runningUserHome() {
     if (const char* home = std::getenv("HOME"); home && *home) return normalizedFolder(home);

@@ -39,10 +39,11 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUApplicationComponentsScannerConfiguration.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQUApplicationComponentsScanner {
+class KQ_EXPORT KQUApplicationComponentsScanner {
 public:
     /// nullptr when there is no configuration or it has no application name.
     static std::unique_ptr<KQUApplicationComponentsScanner> create(

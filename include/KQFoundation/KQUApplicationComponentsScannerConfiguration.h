@@ -7,7 +7,9 @@
 #include <string>
 #include <string_view>
 
-class KQUApplicationComponentsScannerConfiguration {
+#include "KQFoundation/Export.h"
+
+class KQ_EXPORT KQUApplicationComponentsScannerConfiguration {
 public:
     /// No identifier and no name: the scanner refuses such a configuration.
     KQUApplicationComponentsScannerConfiguration() = default;

@@ -19,13 +19,14 @@
 #include <string>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQUScanner.h"
 #include "KQFoundation/KQUScannerDelegate.h"
 #include "KQFoundation/Predicate/Predicate.h"
 #include "KQFoundation/Foundation/URL.h"
 
-class KQUApplicationsScanner : public KQUScanner, public KQUFilesScannerDelegate {
+class KQ_EXPORT KQUApplicationsScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:
     KQUApplicationsScanner() = default;
     ~KQUApplicationsScanner() override;

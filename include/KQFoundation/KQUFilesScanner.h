@@ -11,12 +11,13 @@
 #include <optional>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUScanner.h"
 #include "KQFoundation/System/FileManager.h"
 #include "KQFoundation/Predicate/Predicate.h"
 #include "KQFoundation/Foundation/URL.h"
 
-class KQUFilesScanner : public KQUScanner {
+class KQ_EXPORT KQUFilesScanner : public KQUScanner {
 public:
     /// nullptr when there is no set of folders; an empty set scans nothing.
     static std::unique_ptr<KQUFilesScanner> create(std::optional<std::vector<kq::URL>> sourceDirectories);

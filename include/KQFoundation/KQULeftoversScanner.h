@@ -38,6 +38,7 @@
 #include <utility>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUFilesScanner.h"
 #include "KQFoundation/KQULeftoverTypes.h"
 #include "KQFoundation/KQULeftoversProtection.h"
@@ -46,7 +47,7 @@
 #include "KQFoundation/Foundation/Value.h"
 
 /// Why an item was reported: the knowledge-base entry and the filters it passed.
-struct KQULeftoverReason {
+struct KQ_EXPORT KQULeftoverReason {
     std::size_t entryIndex = 0;   // position of the entry in the document, from 0
     std::string type;             // the entry's "Type"
     std::string sourceDirectory;  // the entry's folder that holds the item, as written
@@ -56,7 +57,7 @@ struct KQULeftoverReason {
     std::string description() const;
 };
 
-class KQULeftoversScanner : public KQUScanner, public KQUFilesScannerDelegate {
+class KQ_EXPORT KQULeftoversScanner : public KQUScanner, public KQUFilesScannerDelegate {
 public:
     /// nullptr when there is no set of applications. Without a knowledge base
     /// the built-in "LeftoversScanners" resource is used.

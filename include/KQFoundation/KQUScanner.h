@@ -9,11 +9,12 @@
 #include <memory>
 #include <string_view>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUScannerDelegate.h"
 #include "KQFoundation/Foundation/Observable.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQUScanner : public kq::Observable {
+class KQ_EXPORT KQUScanner : public kq::Observable {
 public:
     KQUScanner() = default;
     ~KQUScanner() override = default;

@@ -11,6 +11,7 @@
 // may itself be watched by a delegate that adopts more than one).
 #include <string>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"
 
 class KQUScanner;
@@ -18,7 +19,7 @@ class KQUFilesScanner;
 class KQUApplicationsScanner;
 class KQULeftoversScanner;
 
-class KQUScannerDelegate {
+class KQ_EXPORT KQUScannerDelegate {
 public:
     virtual ~KQUScannerDelegate() = default;
 
@@ -38,7 +39,7 @@ protected:
     KQUScannerDelegate& operator=(const KQUScannerDelegate&) = default;
 };
 
-class KQUFilesScannerDelegate : public virtual KQUScannerDelegate {
+class KQ_EXPORT KQUFilesScannerDelegate : public virtual KQUScannerDelegate {
 public:
     /// Required: an entry that passed the predicate (every entry when there is none).
     virtual void filesScannerDidFindItem(KQUFilesScanner& scanner, const kq::URL& item,
@@ -57,14 +58,14 @@ public:
     virtual bool respondsToFilesScannerDidFindDirectory() const { return false; }
 };
 
-class KQUApplicationsScannerDelegate : public virtual KQUScannerDelegate {
+class KQ_EXPORT KQUApplicationsScannerDelegate : public virtual KQUScannerDelegate {
 public:
     /// Required: one application bundle, as soon as it is found.
     virtual void applicationsScannerDidFindApplication(KQUApplicationsScanner& scanner,
                                                        const kq::URL& application) = 0;
 };
 
-class KQULeftoversScannerDelegate : public virtual KQUScannerDelegate {
+class KQ_EXPORT KQULeftoversScannerDelegate : public virtual KQUScannerDelegate {
 public:
     /// Required: one leftover, with the leftover type of the knowledge-base
     /// entry that found it (usually one of the kKQU...LeftoverType strings).

@@ -12,11 +12,12 @@
 #include <unordered_set>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/KQUSystemReportKeys.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"
 
-class KQUSystemInformation {
+class KQ_EXPORT KQUSystemInformation {
 public:
     KQUSystemInformation() = delete;
 

@@ -16,9 +16,10 @@
 #include <mutex>
 #include <type_traits>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Bundle.h"
 
-class KQUThreadSafeBundleProxy {
+class KQ_EXPORT KQUThreadSafeBundleProxy {
 public:
     /// nullptr for a missing bundle. The wrapper keeps the bundle alive.
     static std::unique_ptr<KQUThreadSafeBundleProxy> proxyWithBundle(std::shared_ptr<kq::Bundle> bundle);

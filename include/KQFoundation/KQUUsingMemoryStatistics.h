@@ -4,9 +4,10 @@
 // Every size reads the kernel's page counters afresh; a failed read gives 0.
 #include <cstdint>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/System/VMStatistics.h"
 
-class KQUUsingMemoryStatistics {
+class KQ_EXPORT KQUUsingMemoryStatistics {
 public:
     /// The one shared instance, created on first use.
     static KQUUsingMemoryStatistics& sharedMemoryStatistics();

@@ -1,19 +1,12 @@
 #pragma once
 // NSBundle(KQUThreadSafety): thread-safe wrappers of the well-known bundles,
-// as free functions. Each returns nullptr when the bundle does not exist.
-#include <memory>
-#include <string_view>
-
+// as static members of kq::Bundle (declared in its category block in
+// Bundle.h). Each returns nullptr when the bundle does not exist.
+//
+//   threadSafeMainBundle()          Around kq::Bundle::mainBundle().
+//   threadSafeBundleWithPath(p)     Around the bundle at the path.
+//   threadSafeBundleForClass()      Around the bundle that defines the
+//                                   library's classes: its own resources
+//                                   (kq::Bundle::libraryBundle()).
+#include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/KQUThreadSafeBundleProxy.h"
-
-namespace kq {
-
-/// Around kq::Bundle::mainBundle().
-std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeMainBundle();
-/// Around the bundle at the path.
-std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleWithPath(std::string_view path);
-/// Around the bundle that defines the library's classes: its own resources
-/// (kq::Bundle::libraryBundle()).
-std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleForClass();
-
-}  // namespace kq

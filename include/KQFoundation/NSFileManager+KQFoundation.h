@@ -1,6 +1,8 @@
 #pragma once
 // NSFileManager(KQFoundation): the file-system questions the scanners and the
-// host ask, as members of kq::FileManager (declared in FileManager.h):
+// host ask, as members of kq::FileManager (declared in its category block in
+// FileManager.h; defined in NSFileManager+KQFoundation.cpp and its Trash and
+// Volumes parts):
 //
 // Sizes
 //   sizeOfItemAtPath(path)        Logical bytes of a file, or of every entry of

@@ -5,10 +5,12 @@
 #include <string>
 #include <string_view>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
 /// Doubles every backslash, then escapes "*" and "?" with a backslash; text
 /// holding none of the three comes back unchanged.
-std::string stringWrappedForLikePredicate(std::string_view string);
+KQ_EXPORT std::string stringWrappedForLikePredicate(std::string_view string);
 
 }  // namespace kq

@@ -1,6 +1,6 @@
 #pragma once
 // NSURL(KQFoundation): building and reading URL query strings, as members of
-// kq::URL (declared in URL.h):
+// kq::URL (declared in its category block in URL.h):
 //
 //   URLWithString(base, params)   base + "?" + "k=v&k2=v2": keys and the values'
 //                                 descriptions percent-escaped as UTF-8, also

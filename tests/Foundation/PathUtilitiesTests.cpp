@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-
+#include <filesystem>
 
 namespace {
 
@@ -76,6 +75,12 @@ TEST(PathUtilities, StandardizingIsLexicalAndExpandsTilde) {
     EXPECT_EQ(kq::stringByStandardizingPath("/a/.hidden/./x"), "/a/.hidden/x");
     EXPECT_EQ(kq::stringByStandardizingPath(""), "");
 
+    const std::string cwd = std::filesystem::current_path().string();
+    EXPECT_EQ(kq::absolutePath("/a/./b/../c//"), "/a/c");
+    EXPECT_EQ(kq::absolutePath("/a/./b/../c//", false), "/a/./b/../c");
+    EXPECT_EQ(kq::absolutePath("x//y/", false), kq::stringByAppendingPathComponent(cwd, "x/y"));
+    EXPECT_EQ(kq::absolutePath("x/.."), cwd);
+    EXPECT_EQ(kq::absolutePath("~", false), kq::stringByAppendingPathComponent(cwd, "~"));
 
     EXPECT_TRUE(kq::isAbsolutePath("/x"));
     EXPECT_TRUE(kq::isAbsolutePath("~/x"));

@@ -101,4 +101,32 @@ TEST(UnicodeText, CountsUTF16UnitsAndSurvivesBrokenUTF8) {
     EXPECT_FALSE(kq::matchesLikePatternFolded(broken, "a?", kCase));
 }
 
+// The one decoder every reader of UTF-8 uses: what it refuses is what the
+// platform's decoder refuses.
+TEST(UnicodeText, DecodesWellFormedUTF8Only) {
+    struct Case {
+        std::string_view bytes;
+        std::size_t length;
+        char32_t codePoint;
+    };
+    for (const Case& c : {Case{"a", 1, U'a'}, Case{"\xC3\xA9", 2, 0xE9}, Case{"\xE2\x82\xAC", 3, 0x20AC},
+                          Case{"\xF0\x9F\x98\x80", 4, 0x1F600}, Case{"\xC0\xAF", 0, 0} /* overlong */,
+                          Case{"\xED\xA0\x80", 0, 0} /* surrogate */, Case{"\xF4\x90\x80\x80", 0, 0} /* > U+10FFFF */,
+                          Case{"\xE2\x82", 0, 0} /* cut short */, Case{"\x80", 0, 0}, Case{"\xC3(", 0, 0}}) {
+        const kq::UTF8Sequence sequence = kq::decodeUTF8(c.bytes, 0);
+        EXPECT_EQ(sequence.length, c.length) << c.bytes;
+        if (c.length == 0) continue;
+        EXPECT_EQ(sequence.codePoint, c.codePoint) << c.bytes;
+        std::string encoded;
+        kq::appendUTF8(encoded, c.codePoint);
+        EXPECT_EQ(encoded, c.bytes);
+    }
+    EXPECT_EQ(kq::decodeUTF8("ab", 2).length, 0u);
+    std::string replaced;
+    kq::appendUTF8(replaced, 0xD800);
+    EXPECT_EQ(replaced, "\xEF\xBF\xBD");
+    EXPECT_EQ(kq::substringFromUTF16Index("\xF0\x9F\x98\x80x", 2), "x");
+    EXPECT_EQ(kq::substringFromUTF16Index("ab", 3), std::nullopt);
+}
+
 }  // namespace

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <thread>
 
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/System/FileManager.h"
+#include "System/PerLayoutCache.h"
 
 namespace {
 
@@ -111,6 +113,26 @@ TEST_F(LayoutTest, CurrentCanBeSwappedWhileOthersRead) {
     done = true;
     reader.join();
     EXPECT_EQ(badReads, 0);
+}
+
+TEST_F(LayoutTest, PerLayoutCacheBuildsOncePerRootAndHome) {
+    kq::PerLayoutCache<std::string> cache;
+    int builds = 0;
+    const auto build = [&](const FileSystemLayout& layout) {
+        ++builds;
+        return layout.root();
+    };
+    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/a", "/a/h"));
+    EXPECT_EQ(cache.get(build), "/a");
+    EXPECT_EQ(cache.get(build), "/a");
+    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/a", "/a/other"));
+    EXPECT_EQ(cache.get(build), "/a");
+    EXPECT_EQ(builds, 2);
+    // A builder that fails leaves nothing behind: the next call builds again.
+    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/b", "/b/h"));
+    EXPECT_THROW(cache.get([](const FileSystemLayout&) -> std::string { throw std::runtime_error("no"); }),
+                 std::runtime_error);
+    EXPECT_EQ(cache.get(build), "/b");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Common/SystemInformation/SystemProfilerReports.h"
+#include "SystemProfilerReports.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/Foundation/PropertyList.h"

@@ -9,6 +9,8 @@
 
 #include "KQFoundation/Foundation/Log.h"
 
+#include "KQFoundation/Foundation/PathUtilities.h"
+
 namespace kqu {
 
 namespace {
@@ -21,13 +23,6 @@ std::vector<Command>& registry() {
 void registerCommand(Command command) { registry().push_back(std::move(command)); }
 const std::vector<Command>& registeredCommands() { return registry(); }
 
-std::string absolutePath(const std::string& path) {
-    std::error_code error;
-    std::string absolute = std::filesystem::absolute(path, error).lexically_normal().string();
-    if (absolute.size() > 1 && absolute.back() == '/') absolute.pop_back();
-    return absolute;
-}
-
 void LayoutOptions::addTo(CLI::App& app) {
     app.add_option("--root", root, "Root folder of the Mac to inspect (default /)");
     app.add_option("--home", home, "Home folder of the user to inspect");
@@ -36,12 +31,12 @@ void LayoutOptions::addTo(CLI::App& app) {
 std::shared_ptr<const kq::FileSystemLayout> LayoutOptions::apply() const {
     namespace fs = std::filesystem;
     std::error_code ec;
-    const std::string rootPath = root.empty() ? std::string("/") : absolutePath(root);
+    const std::string rootPath = root.empty() ? std::string("/") : kq::absolutePath(root);
     if (!root.empty() && !fs::is_directory(rootPath, ec))
         throw CommandFailure{kExitInputFailure, "root folder not found: " + root};
     std::string homePath;
     if (!home.empty()) {
-        homePath = absolutePath(home);
+        homePath = kq::absolutePath(home);
     } else if (root.empty()) {
         homePath = kq::FileSystemLayout().home();
     } else {

@@ -33,8 +33,6 @@ struct CommandRegistration {
     explicit CommandRegistration(Command command) { registerCommand(std::move(command)); }
 };
 
-/// The path made absolute and lexically normal, without a trailing slash.
-std::string absolutePath(const std::string& path);
 
 /// --root and --home, shared by the subcommands that look at a Mac tree.
 struct LayoutOptions {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "Command.h"
 #include "JsonOutput.h"
 #include "KQFoundation/KQUApplicationComponentsScanner.h"
@@ -34,7 +35,8 @@ std::shared_ptr<KQUApplicationComponentsScannerConfiguration> configurationFor(c
     std::error_code error;
     if (!std::filesystem::is_directory(options.appPath, error))
         throw kqu::CommandFailure{kqu::kExitInputFailure, "application not found: " + options.appPath};
-    return KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(kqu::absolutePath(options.appPath));
+    return KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(
+        kq::absolutePath(options.appPath));
 }
 
 int runComponents(const ComponentsOptions& options) {

@@ -6,38 +6,11 @@
 #include <cstdio>
 #include <ctime>
 
+#include "KQFoundation/Foundation/PathUtilities.h"
+
 namespace kqu {
 
 namespace {
-
-// Length of the well-formed UTF-8 sequence at text[i], or 0.
-std::size_t utf8SequenceLength(std::string_view text, std::size_t i) {
-    const auto byte = [&](std::size_t k) { return static_cast<std::uint8_t>(text[k]); };
-    const std::uint8_t lead = byte(i);
-    std::size_t length = 0;
-    std::uint32_t codePoint = 0;
-    if (lead < 0x80) return 1;
-    if ((lead & 0xe0) == 0xc0) {
-        length = 2;
-        codePoint = lead & 0x1f;
-    } else if ((lead & 0xf0) == 0xe0) {
-        length = 3;
-        codePoint = lead & 0x0f;
-    } else if ((lead & 0xf8) == 0xf0) {
-        length = 4;
-        codePoint = lead & 0x07;
-    } else {
-        return 0;
-    }
-    if (i + length > text.size()) return 0;
-    for (std::size_t k = 1; k < length; ++k) {
-        if ((byte(i + k) & 0xc0) != 0x80) return 0;
-        codePoint = codePoint << 6 | (byte(i + k) & 0x3f);
-    }
-    static constexpr std::uint32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (codePoint < kSmallest[length] || codePoint > 0x10ffff || (codePoint >= 0xd800 && codePoint <= 0xdfff)) return 0;
-    return length;
-}
 
 std::string base64(const kq::Data& data) {
     static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -159,7 +132,7 @@ void appendJSONString(std::string& out, std::string_view text) {
             ++i;
             continue;
         }
-        const std::size_t length = utf8SequenceLength(text, i);
+        const std::size_t length = kq::lengthOfUTF8CharacterAt(text, i);
         if (length == 0) {
             out += "\xef\xbf\xbd";  // U+FFFD for a byte that is not UTF-8
             ++i;

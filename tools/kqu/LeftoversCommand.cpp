@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "Command.h"
 #include "JsonOutput.h"
 #include "ProgressLine.h"
@@ -75,7 +76,7 @@ std::vector<kq::URL> applicationsFromArguments(const std::vector<std::string>& p
         std::error_code error;
         if (!fs::is_directory(path, error))
             throw kqu::CommandFailure{kqu::kExitInputFailure, "not an application bundle: " + path};
-        applications.push_back(kq::URL::fileURLWithPath(fs::absolute(path, error).lexically_normal().string(), true));
+        applications.push_back(kq::URL::fileURLWithPath(kq::absolutePath(path), true));
     }
     return applications;
 }

@@ -2,16 +2,16 @@
 
 namespace kq {
 
-std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeMainBundle() {
-    return KQUThreadSafeBundleProxy::proxyWithBundle(Bundle::mainBundle());
+std::unique_ptr<KQUThreadSafeBundleProxy> Bundle::threadSafeMainBundle() {
+    return KQUThreadSafeBundleProxy::proxyWithBundle(mainBundle());
 }
 
-std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleWithPath(std::string_view path) {
-    return KQUThreadSafeBundleProxy::proxyWithBundle(Bundle::bundleWithPath(path));
+std::unique_ptr<KQUThreadSafeBundleProxy> Bundle::threadSafeBundleWithPath(std::string_view path) {
+    return KQUThreadSafeBundleProxy::proxyWithBundle(bundleWithPath(path));
 }
 
-std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleForClass() {
-    return KQUThreadSafeBundleProxy::proxyWithBundle(Bundle::libraryBundle());
+std::unique_ptr<KQUThreadSafeBundleProxy> Bundle::threadSafeBundleForClass() {
+    return KQUThreadSafeBundleProxy::proxyWithBundle(libraryBundle());
 }
 
 }  // namespace kq

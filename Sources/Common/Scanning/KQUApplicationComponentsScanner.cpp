@@ -57,7 +57,7 @@ bool hasAllowedExtension(std::string_view name, const kq::Array* extensions) {
 }
 
 kq::Dictionary loadPredefinedComponents() {
-    auto bundle = kq::threadSafeBundleForClass();
+    auto bundle = kq::Bundle::threadSafeBundleForClass();
     if (!bundle) return {};
     auto bytes = (*bundle)->dataForResource("ApplicationsComponents", "plist");
     std::optional<kq::Value> resource = bytes ? kq::PropertyList::read(*bytes) : std::nullopt;

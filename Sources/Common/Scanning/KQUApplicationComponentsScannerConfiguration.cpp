@@ -17,7 +17,7 @@ KQUApplicationComponentsScannerConfiguration::configurationWithBundleID(std::opt
 std::shared_ptr<KQUApplicationComponentsScannerConfiguration>
 KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(std::string_view appPath) {
     std::optional<std::string> bundleID;
-    if (auto bundle = kq::threadSafeBundleWithPath(appPath))
+    if (auto bundle = kq::Bundle::threadSafeBundleWithPath(appPath))
         if (auto identifier = (*bundle)->bundleIdentifier()) bundleID = kq::scanning::lowercased(*identifier);
     return configurationWithBundleID(std::move(bundleID),
                                      kq::stringByDeletingPathExtension(kq::lastPathComponent(appPath)));

@@ -10,6 +10,7 @@
 #include "KQFoundation/System/FileManager.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/PropertyList.h"
+#include "System/PerLayoutCache.h"
 
 namespace {
 
@@ -62,22 +63,18 @@ KQUApplicationsScanner::~KQUApplicationsScanner() {
 }
 
 std::vector<kq::URL> KQUApplicationsScanner::sourceDirectories() {
-    static std::mutex mutex;
-    static std::map<std::pair<std::string, std::string>, std::vector<kq::URL>> byLayout;
-    const auto layout = kq::FileSystemLayout::current();
-    std::lock_guard lock(mutex);
-    auto [position, inserted] = byLayout.try_emplace({layout->root(), layout->home()});
-    if (inserted) {
-        std::vector<kq::URL>& folders = position->second;
+    static kq::PerLayoutCache<std::vector<kq::URL>> byLayout;
+    return byLayout.get([](const kq::FileSystemLayout& layout) {
+        std::vector<kq::URL> folders;
         for (kq::SearchPathDirectory directory : kSourceFolders) {
             for (const std::string& path :
-                 layout->pathsForDirectory(directory, kq::UserDomainMask | kq::LocalDomainMask)) {
+                 layout.pathsForDirectory(directory, kq::UserDomainMask | kq::LocalDomainMask)) {
                 kq::URL url = kq::URL::fileURLWithPath(path, true);
                 if (std::find(folders.begin(), folders.end(), url) == folders.end()) folders.push_back(std::move(url));
             }
         }
-    }
-    return position->second;
+        return folders;
+    });
 }
 
 const kq::PredicatePtr& KQUApplicationsScanner::skipDirectoryPredicate() {

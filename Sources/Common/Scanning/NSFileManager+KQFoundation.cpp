@@ -1,7 +1,5 @@
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 
-#include <map>
-#include <mutex>
 #include <utility>
 
 #include "KQFoundation/Foundation/Log.h"
@@ -9,6 +7,7 @@
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "KQFoundation/System/Workspace.h"
 #include "System/FileSystemCalls.h"
+#include "System/PerLayoutCache.h"
 
 namespace kq {
 
@@ -50,20 +49,13 @@ std::string FileManager::crashReportHistoryFolderInDomain(unsigned domainMask) c
 }
 
 std::vector<std::string> FileManager::crashReportFolders() const {
-    // One list per layout: the running machine's is built once; a host that
-    // inspects another Mac tree gets that tree's folders.
-    static std::mutex mutex;
-    static std::map<std::pair<std::string, std::string>, std::vector<std::string>> lists;
-    const auto layout = FileSystemLayout::current();
-    std::lock_guard lock(mutex);
-    auto [position, inserted] = lists.try_emplace({layout->root(), layout->home()});
-    if (inserted) {
-        position->second = {crashReportFolderInDomain(LocalDomainMask),
-                            crashReportHistoryFolderInDomain(LocalDomainMask),
-                            crashReportFolderInDomain(UserDomainMask),
-                            crashReportHistoryFolderInDomain(UserDomainMask)};
-    }
-    return position->second;
+    static PerLayoutCache<std::vector<std::string>> lists;
+    return lists.get([this](const FileSystemLayout&) {
+        return std::vector<std::string>{crashReportFolderInDomain(LocalDomainMask),
+                                        crashReportHistoryFolderInDomain(LocalDomainMask),
+                                        crashReportFolderInDomain(UserDomainMask),
+                                        crashReportHistoryFolderInDomain(UserDomainMask)};
+    });
 }
 
 std::optional<Date> FileManager::lastUsedDateOfTimeAtPath(std::string_view path) const {

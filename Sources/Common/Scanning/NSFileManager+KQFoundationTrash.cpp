@@ -13,6 +13,7 @@
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "System/FileSystemCalls.h"
+#include "System/PerLayoutCache.h"
 #include "System/VolumeDevices.h"
 
 namespace kq {
@@ -192,11 +193,8 @@ std::error_code moveIntoFreedesktopTrash(const std::string& item, const TrashPla
     return TrashError::NamesExhausted;
 }
 
-std::string absolutePath(std::string_view path) {
-    std::string expanded = stringByExpandingTildeInPath(path);
-    if (!expanded.empty() && expanded.front() != '/')
-        expanded = stringByAppendingPathComponent(FileManager::defaultManager().currentDirectoryPath(), expanded);
-    return expanded;
+std::string absoluteStandardPath(std::string_view path) {
+    return absolutePath(stringByExpandingTildeInPath(path));
 }
 
 /// The path with its folders resolved (the item itself, if a link, is kept).
@@ -215,7 +213,8 @@ bool isStrictlyInside(const std::string& path, const std::string& folder) {
 /// slashes, "..", links in its folders) hides what it is: its folders resolved,
 /// the item itself (a link is moved, not what it names) kept.
 std::error_code locateItem(std::string_view path, std::string& item) {
-    const std::string absolute = absolutePath(path);
+    // Not standardised: "a/.." must still read as a dot path.
+    const std::string absolute = absolutePath(stringByExpandingTildeInPath(path), false);
     const std::string last = lastPathComponent(absolute);
     // "." and ".." name a folder by where one stands (or stood): too easy to
     // mean something else than what gets moved.
@@ -306,18 +305,13 @@ const std::error_category& trashErrorCategory() {
 }
 
 std::vector<std::string> FileManager::trashFolders() const {
-    static std::mutex mutex;
-    static std::map<std::pair<std::string, std::string>, std::vector<std::string>> lists;
-    const auto layout = FileSystemLayout::current();
-    std::lock_guard lock(mutex);
-    auto [position, inserted] = lists.try_emplace({layout->root(), layout->home()});
-    if (inserted) position->second = buildTrashFolders(*layout);
-    return position->second;
+    static PerLayoutCache<std::vector<std::string>> lists;
+    return lists.get(buildTrashFolders);
 }
 
 bool FileManager::isPathInTrash(std::string_view path) const {
     if (path.empty()) return false;
-    const std::string item = stringByStandardizingPath(absolutePath(path));
+    const std::string item = absoluteStandardPath(path);
     const std::string resolvedItem = resolvedFolders(item);
     std::vector<std::string> folders = trashFolders();
     // The trash of the item's own volume counts even when it was made after

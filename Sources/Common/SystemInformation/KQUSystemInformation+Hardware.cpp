@@ -44,7 +44,7 @@ std::optional<std::string> KQUSystemInformation::machineType() {
     const auto model = facts->deviceTreeModel();
     if (!model) return std::nullopt;
     std::string text(model->begin(), model->end());
-    if (!state::isValidUTF8(text)) return std::nullopt;
+    if (!kq::isValidUTF8(text)) return std::nullopt;
     // Device-tree strings carry their terminator; exactly one is dropped.
     if (!text.empty() && text.back() == '\0') text.pop_back();
     return text;
@@ -61,7 +61,7 @@ std::optional<std::string> KQUSystemInformation::computerSerialNumber() {
 std::optional<std::string> KQUSystemInformation::configCode() {
     const auto serial = computerSerialNumber();
     if (!serial || kq::lengthInUTF16Units(*serial) < 9) return std::nullopt;
-    return state::substringFromUTF16Index(*serial, 8);
+    return kq::substringFromUTF16Index(*serial, 8);
 }
 
 std::optional<std::string> KQUSystemInformation::computerName() { return SystemFacts::current()->computerName(); }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <thread>
 
+#include "Foundation/UnicodeText.h"
 #include "KQFoundation/KQUSystemInformation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "SystemInformationState.h"
@@ -70,7 +71,7 @@ std::optional<std::string> firstConfigCode(const std::string& reply) {
 
 void lookUpMarketingName(std::uint64_t generation) {
     const auto serial = KQUSystemInformation::computerSerialNumber();
-    const auto code = serial ? state::substringFromUTF16Index(*serial, 8) : std::nullopt;
+    const auto code = serial ? kq::substringFromUTF16Index(*serial, 8) : std::nullopt;
     const auto service = KQUSystemInformation::productDescriptionServiceURL();
     if (!code || code->empty() || !service) return;
     initializeLibrariesOnce();

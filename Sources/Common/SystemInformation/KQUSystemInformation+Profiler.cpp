@@ -4,6 +4,7 @@
 #include "KQFoundation/KQUSystemInformation.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "System/ProcessRunner.h"
 #include "System/SystemFacts.h"
@@ -79,7 +80,7 @@ std::optional<std::string> KQUSystemInformation::stringWithSystemProfileOfDataTy
     const auto data = systemProfileOfDataTypes(dataTypes, false);
     if (!data || data->empty()) return std::nullopt;
     std::string text(data->begin(), data->end());
-    if (!state::isValidUTF8(text)) return std::nullopt;
+    if (!kq::isValidUTF8(text)) return std::nullopt;
     return text;
 }
 

@@ -40,10 +40,4 @@ State& state();
 /// Forgets every cache and setting.
 void resetForTesting();
 
-/// True for well-formed UTF-8, as the platform's decoder accepts it.
-bool isValidUTF8(std::string_view text);
-/// The text from the UTF-16 unit at `index` on (as the platform's substringFromIndex:);
-/// nullopt when the text is shorter.
-std::optional<std::string> substringFromUTF16Index(std::string_view text, std::size_t index);
-
 }  // namespace kq::systeminformation

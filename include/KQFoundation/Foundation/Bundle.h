@@ -10,14 +10,17 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"
+
+class KQUThreadSafeBundleProxy;
 
 namespace kq {
 
 class BundleStorage;
 
-class Bundle {
+class KQ_EXPORT Bundle {
 public:
     /// The bundle at the path, or nullptr when there is no folder there. One
     /// path gives one bundle object for as long as anyone holds it.
@@ -75,14 +78,19 @@ public:
     std::string localizedString(std::string_view key, std::string_view value = "",
                                 std::string_view table = "") const;
 
-    // NSBundle(KQFoundation): see NSBundle+KQFoundation.h (Categories component).
+    // ---- Category NSBundle(KQFoundation): NSBundle+KQFoundation.h/.cpp ----
     std::optional<std::string> shortVersion() const;
     std::optional<std::string> bundleVersion() const;
     std::optional<std::string> humanReadableCopyright() const;
-    /// The first preferred localization, "English" answered as "en".
-    /// Throws kq::RangeException when the bundle has no localizations.
     std::string preferredLocalization() const;
     static std::string preferredApplicationLocalization();
+    // ---- end of category ----
+
+    // ---- Category NSBundle(KQUThreadSafety): NSBundle+KQUThreadSafety.h/.cpp ----
+    static std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeMainBundle();
+    static std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleWithPath(std::string_view path);
+    static std::unique_ptr<KQUThreadSafeBundleProxy> threadSafeBundleForClass();
+    // ---- end of category ----
 
     /// The bundle object's own lock: thread-safe wrappers hold it per call.
     std::recursive_mutex& monitor() const { return monitor_; }
@@ -110,12 +118,9 @@ private:
 /// comments and escapes), UTF-8 or UTF-16 (byte-order mark, or told by its
 /// zero bytes), or an XML or binary property list holding a dictionary of
 /// strings. nullopt when it does not parse.
-std::optional<Dictionary> parseStringsFile(const Data& bytes);
+KQ_EXPORT std::optional<Dictionary> parseStringsFile(const Data& bytes);
 
 /// The platform's kCFBundleVersionKey.
 inline constexpr const char* kBundleVersionKey = "CFBundleVersion";
 
 }  // namespace kq
-
-/// The Info dictionary key of the marketing version.
-extern const char* const kKQBundleShortVersionStringKey;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <type_traits>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
 inline std::string describe(std::string_view s) { return std::string(s); }
@@ -19,12 +21,12 @@ template <std::integral T>
     requires(!std::same_as<T, bool> && !std::same_as<T, char>)
 std::string describe(T v) { return std::to_string(v); }
 inline std::string describe(char c) { return std::string(1, c); }
-std::string describe(double v);
+KQ_EXPORT std::string describe(double v);
 inline std::string describe(float v) { return describe(static_cast<double>(v)); }
-std::string describe(const std::exception& e);
+KQ_EXPORT std::string describe(const std::exception& e);
 
 /// The printf-visible form of one argument.
-struct LogArgument {
+struct KQ_EXPORT LogArgument {
     enum class Kind { Signed, Unsigned, Real, Text };
     Kind kind = Kind::Text;
     std::int64_t s = 0;

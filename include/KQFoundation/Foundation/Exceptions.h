@@ -4,9 +4,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
-class Exception : public std::runtime_error {
+class KQ_EXPORT Exception : public std::runtime_error {
 public:
     Exception(std::string name, const std::string& reason)
         : std::runtime_error(reason), name_(std::move(name)) {}
@@ -21,18 +23,18 @@ inline constexpr const char* kInvalidArgumentExceptionName = "NSInvalidArgumentE
 inline constexpr const char* kRangeExceptionName = "NSRangeException";
 inline constexpr const char* kInternalInconsistencyExceptionName = "NSInternalInconsistencyException";
 
-class InvalidArgumentException : public Exception {
+class KQ_EXPORT InvalidArgumentException : public Exception {
 public:
     explicit InvalidArgumentException(const std::string& reason)
         : Exception(kInvalidArgumentExceptionName, reason) {}
 };
 
-class RangeException : public Exception {
+class KQ_EXPORT RangeException : public Exception {
 public:
     explicit RangeException(const std::string& reason) : Exception(kRangeExceptionName, reason) {}
 };
 
-class InternalInconsistencyException : public Exception {
+class KQ_EXPORT InternalInconsistencyException : public Exception {
 public:
     explicit InternalInconsistencyException(const std::string& reason)
         : Exception(kInternalInconsistencyExceptionName, reason) {}

@@ -7,36 +7,36 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Describe.h"
 
 namespace kq {
 
-namespace detail {
-std::string formatLogLine(std::string_view format, const std::vector<std::string>& described,
+// What format() and log() below call; use those instead.
+KQ_EXPORT std::string formatLogLine(std::string_view format, const std::vector<std::string>& described,
                           const std::vector<LogArgument>& raw);
-void emitLogLine(const std::string& line);
-}  // namespace detail
+KQ_EXPORT void emitLogLine(const std::string& line);
 
 /// Formats like the platform's string formatting with "%@" for objects.
 template <class... Args>
 std::string format(std::string_view format, const Args&... args) {
     std::vector<LogArgument> raw{LogArgument(args)...};
     std::vector<std::string> described{describe(args)...};
-    return detail::formatLogLine(format, described, raw);
+    return formatLogLine(format, described, raw);
 }
 
 template <class... Args>
 void log(std::string_view fmt, const Args&... args) {
-    detail::emitLogLine(format(fmt, args...));
+    emitLogLine(format(fmt, args...));
 }
 
 /// Where log lines go. The default sink writes to stderr and syslog.
 using LogSink = std::function<void(const std::string& line)>;
 /// Replaces the sink; returns the previous one. An empty sink restores the default.
-LogSink setLogSink(LogSink sink);
+KQ_EXPORT LogSink setLogSink(LogSink sink);
 
 /// Collects log lines for as long as it lives (tests use it).
-class LogCapture {
+class KQ_EXPORT LogCapture {
 public:
     LogCapture();
     ~LogCapture();

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Value.h"
 
 namespace kq {
@@ -21,7 +22,7 @@ enum KeyValueObservingOptions : unsigned {
     KeyValueObservingOptionPrior = 0x08,
 };
 
-struct KeyValueChange {
+struct KQ_EXPORT KeyValueChange {
     /// Present when the New option was given (and not in the prior notice).
     std::optional<Value> newValue;
     /// Present when the Old option was given.
@@ -35,7 +36,7 @@ using KeyValueObserver = std::function<void(const Observable& object, const std:
                                             const KeyValueChange& change)>;
 using ObservationToken = std::uint64_t;
 
-class Observable {
+class KQ_EXPORT Observable {
 public:
     Observable() = default;
     Observable(const Observable&) = delete;

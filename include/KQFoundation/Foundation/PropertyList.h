@@ -12,13 +12,14 @@
 #include <string_view>
 #include <system_error>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Value.h"
 
 namespace kq {
 
 enum class PropertyListFormat { XML, Binary };
 
-class PropertyList {
+class KQ_EXPORT PropertyList {
 public:
     /// Larger inputs (and files) are refused before they are read.
     static constexpr std::size_t kMaximumInputSize = 64u << 20;

@@ -9,12 +9,14 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
 class Dictionary;
 class Value;
 
-class URL {
+class KQ_EXPORT URL {
 public:
     /// An empty URL (no scheme, no path); prefer the factories.
     URL() = default;
@@ -72,17 +74,16 @@ public:
     URL URLByDeletingPathExtension() const;
     URL URLByStandardizingPath() const;
 
-    // NSURL(KQFoundation), see NSURL+KQFoundation.h
+    // ---- Category NSURL(KQFoundation): NSURL+KQFoundation.h/.cpp ----
     static std::optional<URL> URLWithString(std::string_view base, const Dictionary& params);
     static std::optional<URL> URLWithString(std::string_view base, const Dictionary& params,
                                             std::string_view anchor);
-    /// Pairs read as value then key; a pair whose key is nullopt is dropped.
     static std::optional<URL> URLWithString(
         std::string_view base, const std::vector<std::pair<std::optional<std::string>, std::optional<std::string>>>&
                                    valueKeyPairs);
     std::optional<URL> URLByAppendingQuery(const Dictionary& query) const;
-    /// Throws kq::InvalidArgumentException for a malformed escape in a value.
     Dictionary queryParameters() const;
+    // ---- end of category ----
 
     friend bool operator==(const URL& a, const URL& b) {
         return a.isFile_ == b.isFile_ && a.isDirectory_ == b.isDirectory_ && a.string_ == b.string_;
@@ -97,7 +98,7 @@ private:
 };
 
 /// The absolute string, as the platform prints a URL.
-std::string describe(const URL& url);
+KQ_EXPORT std::string describe(const URL& url);
 
 }  // namespace kq
 

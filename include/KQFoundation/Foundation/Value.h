@@ -18,6 +18,7 @@
 #include <variant>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"
 
 namespace kq {
@@ -29,21 +30,20 @@ using Date = std::chrono::time_point<std::chrono::system_clock, std::chrono::dur
 
 class Value;
 
-class Array : public std::vector<Value> {
+class KQ_EXPORT Array : public std::vector<Value> {
 public:
     using std::vector<Value>::vector;
     Array() = default;
 
-    // NSMutableArray(KQFoundation)
-    /// Appends the value unless it is missing (nullptr or nullopt).
+    // ---- Category NSMutableArray(KQFoundation): NSMutableArray+KQFoundation.h/.cpp ----
     void addObjectIfNotNil(const Value* value);
     void addObjectIfNotNil(const std::optional<Value>& value);
-    /// Appends every element of the array unless the array is missing.
     void addObjectsFromArrayIfNotNil(const Array* array);
     void addObjectsFromArrayIfNotNil(const std::optional<Array>& array);
+    // ---- end of category ----
 };
 
-class Dictionary {
+class KQ_EXPORT Dictionary {
 public:
     Dictionary() = default;
     Dictionary(std::initializer_list<std::pair<std::string, Value>> entries);
@@ -68,18 +68,17 @@ public:
     template <class F>
     void forEach(F&& f) const;
 
-    // NSDictionary(KQValueTypeChecking): each returns the value only when it
-    // has the asked-for type, else nullptr (nil).
+    // ---- Category NSDictionary(KQValueTypeChecking): NSDictionary+KQValueTypeChecking.h/.cpp ----
     const std::string* stringValueForKey(std::string_view key) const;
     const Array* arrayValueForKey(std::string_view key) const;
     const Dictionary* dictioniaryValueForKey(std::string_view key) const;
-    /// A number: a boolean, integer or real value.
     const Value* numberValueForKey(std::string_view key) const;
     const Date* dateValueForKey(std::string_view key) const;
     std::int64_t integerValueForKey(std::string_view key, std::int64_t defaultValue) const;
     bool boolValueForKey(std::string_view key, bool defaultValue) const;
+    // ---- end of category ----
 
-    friend bool operator==(const Dictionary& a, const Dictionary& b);
+    friend KQ_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
 
 private:
     std::vector<std::string> keys_;
@@ -99,7 +98,7 @@ private:
     void rebuildIndex();
 };
 
-class Value {
+class KQ_EXPORT Value {
 public:
     enum class Type { Null, Bool, Integer, Real, String, Data, Date, URL, Array, Dictionary };
 
@@ -172,7 +171,7 @@ public:
     std::uint64_t unsignedIntegerValue() const;
     double doubleValue() const;
 
-    friend bool operator==(const Value& a, const Value& b);
+    friend KQ_EXPORT bool operator==(const Value& a, const Value& b);
     std::size_t hash() const;
 
 private:
@@ -202,23 +201,17 @@ void Dictionary::forEach(F&& f) const {
 }
 
 /// The text a value prints as (the platform's description, property-list style).
-std::string describe(const Value& v);
-std::string describe(const Array& a);
-std::string describe(const Dictionary& d);
+KQ_EXPORT std::string describe(const Value& v);
+KQ_EXPORT std::string describe(const Array& a);
+KQ_EXPORT std::string describe(const Dictionary& d);
 
 /// For test frameworks that print values (GoogleTest finds these by name).
-void PrintTo(const Value& v, std::ostream* os);
-void PrintTo(const Dictionary& d, std::ostream* os);
+KQ_EXPORT void PrintTo(const Value& v, std::ostream* os);
+KQ_EXPORT void PrintTo(const Dictionary& d, std::ostream* os);
 
 /// Seconds since 1 January 2001 UTC, the platform's reference date.
-double timeIntervalSinceReferenceDate(Date d);
-Date dateWithTimeIntervalSinceReferenceDate(double seconds);
-
-// NSObject(KQFoundation)
-/// True when both are missing; otherwise the first one's equality with the second.
-bool isObject(const Value* a, const Value* b);
-/// A new array holding only the value.
-Array inArray(const Value& v);
+KQ_EXPORT double timeIntervalSinceReferenceDate(Date d);
+KQ_EXPORT Date dateWithTimeIntervalSinceReferenceDate(double seconds);
 
 }  // namespace kq
 
@@ -227,6 +220,6 @@ struct std::hash<kq::Value> {
     std::size_t operator()(const kq::Value& v) const { return v.hash(); }
 };
 template <>
-struct std::hash<kq::Dictionary> {
+struct KQ_EXPORT std::hash<kq::Dictionary> {
     std::size_t operator()(const kq::Dictionary& d) const;
 };

@@ -26,11 +26,12 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/Value.h"
 
 namespace kq {
 
-class Predicate {
+class KQ_EXPORT Predicate {
 public:
     /// How deeply a format may nest "(", NOT/!, "{" aggregates and CAST; a
     /// hostile format must not exhaust the stack of whoever parses it.

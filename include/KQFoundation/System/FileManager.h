@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "KQFoundation/Export.h"
 #include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/URL.h"
 #include "KQFoundation/Foundation/Value.h"
@@ -17,7 +18,7 @@ namespace kq {
 
 enum class FileType { Regular, Directory, SymbolicLink, Other };
 
-struct FileAttributes {
+struct KQ_EXPORT FileAttributes {
     FileType type = FileType::Other;
     std::uint64_t size = 0;            // st_size: logical bytes (a link's own length)
     std::uint32_t posixPermissions = 0;
@@ -41,7 +42,7 @@ struct FileAttributes {
 /// device and inode), skips folders it cannot read. Memory grows with the
 /// depth of the tree and the width of the folders on the current path, not
 /// with the size of the tree; no descriptor stays open between calls.
-class DirectoryEnumerator {
+class KQ_EXPORT DirectoryEnumerator {
 public:
     virtual ~DirectoryEnumerator() = default;
     /// The next relative path, or nullopt at the end.
@@ -55,7 +56,7 @@ public:
     virtual FileType currentEntryType() const = 0;
 };
 
-class FileManager {
+class KQ_EXPORT FileManager {
 public:
     static FileManager& defaultManager();
 
@@ -100,15 +101,13 @@ public:
     /// setAttributes: with NSFileExtensionHidden), keeping the other Finder info.
     bool setFileExtensionHidden(std::string_view path, bool hidden, std::error_code* error = nullptr) const;
 
-    // NSFileManager(KQFoundation), see NSFileManager+KQFoundation.h; defined
-    // in Sources/Common/Scanning/NSFileManager+KQFoundation*.cpp.
+    // ---- Category NSFileManager(KQFoundation): NSFileManager+KQFoundation.h/.cpp (+Trash, +Volumes) ----
     std::uint64_t sizeOfItemAtPath(std::string_view path) const;
     std::vector<std::string> crashReportFolders() const;
     std::string crashReportFolderInDomain(unsigned domainMask) const;
     std::string crashReportHistoryFolderInDomain(unsigned domainMask) const;
     std::optional<Date> lastUsedDateOfTimeAtPath(std::string_view path) const;
     std::vector<std::string> trashFolders() const;
-    /// 0 on success, -37 when the path has no file-system representation.
     int vMExtendedAttributes(std::uint32_t& flags, std::string_view path) const;
     bool isPathOnEjectableDiskDrive(std::string_view path) const;
     bool isPathOnInternalDevice(std::string_view path) const;
@@ -116,16 +115,9 @@ public:
     bool isPathOnStorageDevice(std::string_view path) const;
     bool isPathInTrash(std::string_view path) const;
     bool isPathInFilePackage(std::string_view path) const;
-    /// The protected, never-copying move: one rename into the trash of the
-    /// item's volume, or nothing. Refuses paths ending in "." or "..", the
-    /// root folder, the home folder and the folders holding it, the layout's
-    /// root and anything outside it, and items already in a trash; needs the
-    /// layout's home to exist. Never
-    /// overwrites, never deletes, never copies: on failure the item and the
-    /// trash stay exactly as they were, `destination` is untouched and `error`
-    /// says why (a TrashError or an errno value).
     bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr,
                                std::error_code* error = nullptr) const;
+    // ---- end of category ----
 };
 
 /// Why moveItemAtPathToTrash refused an item (errno values cover the rest).
@@ -142,7 +134,7 @@ enum class TrashError {
     NamesExhausted,   // every candidate name in the trash is taken
 };
 
-const std::error_category& trashErrorCategory();
+KQ_EXPORT const std::error_category& trashErrorCategory();
 inline std::error_code make_error_code(TrashError error) {
     return {static_cast<int>(error), trashErrorCategory()};
 }

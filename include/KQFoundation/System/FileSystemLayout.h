@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
 /// The platform's search-path directory numbering.
@@ -49,7 +51,7 @@ enum SearchPathDomainMask : unsigned {
     AllDomainsMask = 0x0ffff,
 };
 
-class FileSystemLayout {
+class KQ_EXPORT FileSystemLayout {
 public:
     /// root "/" and home $HOME (or the password database's home).
     FileSystemLayout();

@@ -5,9 +5,11 @@
 // that cannot supply one leaves it 0.
 #include <cstdint>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
-struct VMStatistics {
+struct KQ_EXPORT VMStatistics {
     std::uint32_t free_count = 0;
     std::uint32_t active_count = 0;
     std::uint32_t inactive_count = 0;
@@ -24,7 +26,7 @@ struct VMStatistics {
     std::uint32_t speculative_count = 0;
 };
 
-struct VMStatistics64 {
+struct KQ_EXPORT VMStatistics64 {
     std::uint32_t free_count = 0;
     std::uint32_t active_count = 0;
     std::uint32_t inactive_count = 0;

@@ -4,9 +4,11 @@
 #include <string_view>
 #include <vector>
 
+#include "KQFoundation/Export.h"
+
 namespace kq {
 
-class Workspace {
+class KQ_EXPORT Workspace {
 public:
     static Workspace& sharedWorkspace();
 

@@ -53,7 +53,7 @@ protected:
 };
 
 TEST_F(KQUThreadSafeBundleProxyTests, EveryCallHoldsTheBundlesMonitor) {
-    auto proxy = kq::threadSafeBundleWithPath(path);
+    auto proxy = kq::Bundle::threadSafeBundleWithPath(path);
     ASSERT_TRUE(proxy);
     const kq::Bundle& bundle = *proxy->bundle();
 
@@ -73,8 +73,8 @@ TEST_F(KQUThreadSafeBundleProxyTests, EveryCallHoldsTheBundlesMonitor) {
 }
 
 TEST_F(KQUThreadSafeBundleProxyTests, TwoWrappersOfOneBundleSerialise) {
-    auto first = kq::threadSafeBundleWithPath(path);
-    auto second = kq::threadSafeBundleWithPath(dir / "App.app/");
+    auto first = kq::Bundle::threadSafeBundleWithPath(path);
+    auto second = kq::Bundle::threadSafeBundleWithPath(dir / "App.app/");
     ASSERT_TRUE(first && second);
     ASSERT_EQ(first->bundle(), second->bundle());
 
@@ -100,7 +100,7 @@ TEST_F(KQUThreadSafeBundleProxyTests, TwoWrappersOfOneBundleSerialise) {
 }
 
 TEST_F(KQUThreadSafeBundleProxyTests, ExceptionReleasesTheMonitorAndReachesTheCaller) {
-    auto bare = kq::threadSafeBundleWithPath(dir.makeDirectory("Bare.bundle"));
+    auto bare = kq::Bundle::threadSafeBundleWithPath(dir.makeDirectory("Bare.bundle"));
     ASSERT_TRUE(bare);
     EXPECT_THROW((*bare)->preferredLocalization(), kq::RangeException);
     EXPECT_FALSE(monitorHeldElsewhere(*bare->bundle()));
@@ -110,13 +110,13 @@ TEST_F(KQUThreadSafeBundleProxyTests, ExceptionReleasesTheMonitorAndReachesTheCa
 
 TEST_F(KQUThreadSafeBundleProxyTests, WrappersExistForExistingBundlesOnly) {
     EXPECT_EQ(KQUThreadSafeBundleProxy::proxyWithBundle(nullptr), nullptr);
-    EXPECT_EQ(kq::threadSafeBundleWithPath(dir / "Missing.app"), nullptr);
+    EXPECT_EQ(kq::Bundle::threadSafeBundleWithPath(dir / "Missing.app"), nullptr);
 
-    auto main = kq::threadSafeMainBundle();
+    auto main = kq::Bundle::threadSafeMainBundle();
     ASSERT_TRUE(main);
     EXPECT_EQ(main->bundle(), kq::Bundle::mainBundle());
 
-    auto library = kq::threadSafeBundleForClass();
+    auto library = kq::Bundle::threadSafeBundleForClass();
     ASSERT_TRUE(library);
     EXPECT_EQ(library->bundle(), kq::Bundle::libraryBundle());
     EXPECT_TRUE((*library)->localizations().size() >= 1);

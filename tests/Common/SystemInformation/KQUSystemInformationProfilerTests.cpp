@@ -5,9 +5,9 @@
 
 #include "FakeSystemFacts.h"
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/System/FileSystemLayout.h"
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/Foundation/PropertyList.h"
+#include "Support/ScopedLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -137,11 +137,9 @@ TEST_F(ProfilerTest, ApplicationSearchWhenTheProfilerFails) {
     mac.writeFile("Applications/Tool.bundle/Contents/Hidden.app/Contents/Info.plist");
     mac.writeFile("Users/sam/Applications/Mine.app/Contents/Info.plist");
     mac.writeFile("System/Applications/System.app/Contents/Info.plist");
-    const auto previous = kq::FileSystemLayout::current();
-    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(mac.path(), mac / "Users/sam"));
+    kqtest::ScopedLayout layout(mac.path(), mac / "Users/sam");
     KQUSystemInformation::setSystemProfilerPath(fixturePath("no-such-profiler"));
     const auto paths = KQUSystemInformation::allApplicationsPaths();
-    kq::FileSystemLayout::setCurrent(previous);
     EXPECT_EQ(paths, (std::unordered_set<std::string>{mac / "Applications/Safari.app",
                                                        mac / "Applications/Utilities/Terminal.app",
                                                        mac / "Applications/Nested.app",
@@ -151,12 +149,10 @@ TEST_F(ProfilerTest, ApplicationSearchWhenTheProfilerFails) {
 TEST_F(ProfilerTest, OldReleasesSearchFoldersEvenWithProfilerResults) {
     kqtest::TemporaryDirectory mac;
     mac.writeFile("Applications/Local.app/Contents/Info.plist");
-    const auto previous = kq::FileSystemLayout::current();
-    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(mac.path(), mac / "Users/none"));
+    kqtest::ScopedLayout layout(mac.path(), mac / "Users/none");
     useRecordedReports("empty.txt", "applications.xml");
     facts->appKit = 949;
     const auto paths = KQUSystemInformation::allApplicationsPaths();
-    kq::FileSystemLayout::setCurrent(previous);
     EXPECT_EQ(paths.size(), 3u);
     EXPECT_TRUE(paths.count(mac / "Applications/Local.app"));
 }
@@ -172,10 +168,8 @@ TEST_F(ProfilerTest, SynchronisedDevicesFromTheIPodPreferences) {
         {"D", "not a device"}};
     ASSERT_TRUE(kq::PropertyList::writeFile(home.makeDirectory("Library/Preferences") + "/com.apple.iPod.plist",
                                             kq::Dictionary{{"Devices", devices}}));
-    const auto previous = kq::FileSystemLayout::current();
-    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>("/", home.path()));
+    kqtest::ScopedLayout layout("/", home.path());
     const kq::Array found = KQUSystemInformation::connectedIOSDevicesInformation();
-    kq::FileSystemLayout::setCurrent(previous);
 
     ASSERT_EQ(found.size(), 2u);
     const kq::Dictionary* phone = nullptr;
@@ -191,10 +185,8 @@ TEST_F(ProfilerTest, SynchronisedDevicesFromTheIPodPreferences) {
 TEST_F(ProfilerTest, NoIPodPreferencesGiveNoDevices) {
     kqtest::TemporaryDirectory home;
     home.writeFile("Library/Preferences/com.apple.iPod.plist", "<plist><dict><key>Devices</key>");
-    const auto previous = kq::FileSystemLayout::current();
-    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>("/", home.path()));
+    kqtest::ScopedLayout layout("/", home.path());
     EXPECT_TRUE(KQUSystemInformation::connectedIOSDevicesInformation().empty());
-    kq::FileSystemLayout::setCurrent(previous);
 }
 
 }  // namespace

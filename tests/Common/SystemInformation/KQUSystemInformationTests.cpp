@@ -4,6 +4,8 @@
 
 #include "FakeSystemFacts.h"
 #include "KQFoundation/Foundation/Log.h"
+#include "System/Linux/LinuxSystemFacts.h"
+#include "Support/TemporaryDirectory.h"
 
 namespace {
 
@@ -264,6 +266,22 @@ TEST_F(MiniSystemProfileTest, StopsAtTheFirstMissingValue) {
     facts->systemName.reset();
     facts->systemVersion = "12 (bookworm)";
     EXPECT_EQ(KQUSystemInformation::miniSystemProfile().size(), 6u);
+}
+
+// The same over the Linux backend pointed at a fixture tree.
+TEST_F(MiniSystemProfileTest, OfALinuxMachine) {
+    kqtest::TemporaryDirectory machine;
+    machine.writeFile("sys/class/dmi/id/product_name", "Standard PC (Q35 + ICH9, 2009)\n");
+    machine.writeFile("proc/cpuinfo", "processor\t: 0\nflags\t\t: fpu lm\ncpu MHz\t\t: 2999.999\n");
+    machine.writeFile("etc/os-release", "NAME=\"Debian GNU/Linux\"\nVERSION=\"12 (bookworm)\"\n");
+    kq::SystemFacts::setCurrent(std::make_shared<kq::LinuxSystemFacts>(
+        kq::LinuxSystemFacts::Options{machine.path(), machine / "home", false}));
+    const kq::Dictionary profile = KQUSystemInformation::miniSystemProfile();
+    EXPECT_EQ(profile.size(), 8u);
+    EXPECT_EQ(*profile.stringValueForKey("MachineType"), "Standard PC (Q35 + ICH9, 2009)");
+    EXPECT_EQ(profile.numberValueForKey("ProcessorClockSpeedInMHz")->integerValue(), 2999);
+    EXPECT_EQ(*profile.stringValueForKey("SystemVersion"), "12 (bookworm)");
+    EXPECT_TRUE(KQUSystemInformation::isHighSierraOrGreater());
 }
 
 }  // namespace

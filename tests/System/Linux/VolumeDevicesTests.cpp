@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include "System/Linux/LinuxVolumeDevices.h"
 #include "Support/TemporaryDirectory.h"
@@ -28,17 +29,14 @@ TEST(VolumeDevicesTests, MountInfoLinesAreParsedWithEscapesAndOptionalFields) {
 }
 
 TEST(VolumeDevicesTests, BusComesFromTheDevicePath) {
-    EXPECT_EQ(kq::platform::busOfSysfsDevicePath(
-                  "/devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdb"),
-              DeviceBus::External);
-    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block/sda"),
-              DeviceBus::Internal);
-    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0/nvme0n1"),
-              DeviceBus::Internal);
-    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/pci0000:00/0000:00:05.0/virtio2/block/vda"),
-              DeviceBus::Internal);
-    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/virtual/block/loop0"), DeviceBus::None);
-    EXPECT_EQ(kq::platform::busOfSysfsDevicePath("/devices/vbd-51712/block/xvda"), DeviceBus::None);
+    for (auto [path, bus] : {std::pair{"/devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdb",
+                                       DeviceBus::External},
+                             {"/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block/sda", DeviceBus::Internal},
+                             {"/devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0/nvme0n1", DeviceBus::Internal},
+                             {"/devices/pci0000:00/0000:00:05.0/virtio2/block/vda", DeviceBus::Internal},
+                             {"/devices/virtual/block/loop0", DeviceBus::None},
+                             {"/devices/vbd-51712/block/xvda", DeviceBus::None}})
+        EXPECT_EQ(kq::platform::busOfSysfsDevicePath(path), bus) << path;
 }
 
 class RecordedSysfs : public ::testing::Test {
@@ -75,20 +73,21 @@ TEST_F(RecordedSysfs, DisksAreClassifiedByBusAndRemovableFlag) {
     tmp.makeSymlink("sys/devices/virtual/block/dm-0/slaves/nvme0n11", "../../../../../class/block/nvme0n11");
     tmp.makeSymlink("sys/dev/block/253:0", "../../devices/virtual/block/dm-0");
 
-    auto usb = classOf(8, 17);
-    EXPECT_EQ(usb.bus, DeviceBus::External);
-    EXPECT_TRUE(usb.ejectable);  // external disks eject even without the removable flag
-    auto nvme = classOf(259, 1);
-    EXPECT_EQ(nvme.bus, DeviceBus::Internal);
-    EXPECT_FALSE(nvme.ejectable);
-    auto card = classOf(179, 0);
-    EXPECT_EQ(card.bus, DeviceBus::Internal);
-    EXPECT_TRUE(card.ejectable);
-    EXPECT_EQ(classOf(7, 0).bus, DeviceBus::None);
-    EXPECT_EQ(classOf(253, 0).bus, DeviceBus::Internal);
-    // Anonymous and unknown devices.
-    EXPECT_EQ(classOf(0, 40).bus, DeviceBus::None);
-    EXPECT_EQ(classOf(8, 99).bus, DeviceBus::None);
+    // External disks eject even without the removable flag; anonymous and
+    // unknown devices (0:40, 8:99) have no bus.
+    struct Case {
+        unsigned major, minor;
+        DeviceBus bus;
+        bool ejectable;
+    };
+    for (const Case& c : {Case{8, 17, DeviceBus::External, true}, Case{259, 1, DeviceBus::Internal, false},
+                          Case{179, 0, DeviceBus::Internal, true}, Case{7, 0, DeviceBus::None, false},
+                          Case{253, 0, DeviceBus::Internal, false}, Case{0, 40, DeviceBus::None, false},
+                          Case{8, 99, DeviceBus::None, false}}) {
+        const auto found = classOf(c.major, c.minor);
+        EXPECT_EQ(found.bus, c.bus) << c.major << ":" << c.minor;
+        EXPECT_EQ(found.ejectable, c.ejectable) << c.major << ":" << c.minor;
+    }
 }
 
 TEST(VolumeDevicesTests, VolumeForPathFindsTheDeepestMount) {
