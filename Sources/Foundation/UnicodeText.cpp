@@ -194,6 +194,8 @@ std::optional<std::u16string> utf16FromUTF8(std::string_view text) {
         i += sequence.length;
     }
     return out;
+}
+
 std::optional<std::string> substringFromUTF16Index(std::string_view text, std::size_t index) {
     std::size_t units = 0;
     std::size_t i = 0;
