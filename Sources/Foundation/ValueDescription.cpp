@@ -23,9 +23,12 @@ std::string describe(const std::exception& e) { return e.what(); }
 namespace {
 
 std::string describeDate(Date d) {
-    const auto t = static_cast<std::time_t>(std::floor(d.time_since_epoch().count()));
+    // A date read from a file may hold any double, NaN included.
+    const double seconds = d.time_since_epoch().count();
+    if (!std::isfinite(seconds) || std::abs(seconds) > 1e15) return "(invalid date)";
+    const auto t = static_cast<std::time_t>(std::floor(seconds));
     std::tm tm{};
-    gmtime_r(&t, &tm);
+    if (!gmtime_r(&t, &tm)) return "(invalid date)";
     char buffer[64];
     std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S +0000", &tm);
     return buffer;

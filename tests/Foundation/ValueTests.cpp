@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include <unordered_set>
 
 #include "KQFoundation/Foundation/Value.h"
@@ -60,4 +62,7 @@ TEST(Value, DescriptionsQuoteStringsInsideCollections) {
     EXPECT_EQ(kq::describe(Value("a b")), "a b");
     EXPECT_EQ(kq::describe(d), "{\n    name = \"a b\";\n    n = 2;\n    list = (\n        x,\n        0.5\n    );\n}");
     EXPECT_EQ(kq::describe(Value(kq::dateWithTimeIntervalSinceReferenceDate(0))), "2001-01-01 00:00:00 +0000");
+    // Dates read from files may hold any double.
+    for (double odd : {std::nan(""), HUGE_VAL, -1e300})
+        EXPECT_EQ(kq::describe(Value::dateWithTimeIntervalSinceReferenceDate(odd)), "(invalid date)");
 }

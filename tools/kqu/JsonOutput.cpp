@@ -146,11 +146,14 @@ void appendJSONString(std::string& out, std::string_view text) {
 
 std::string iso8601(kq::Date date) {
     using namespace std::chrono;
+    // A date read from a file may hold any double, NaN included.
+    const double count = date.time_since_epoch().count();
+    if (!std::isfinite(count) || std::abs(count) > 1e15) return "invalid date";
     const auto seconds = floor<std::chrono::seconds>(date);
     const auto milliseconds = duration_cast<std::chrono::milliseconds>(date - seconds).count();
     const auto time = static_cast<std::time_t>(seconds.time_since_epoch().count());
     std::tm parts{};
-    gmtime_r(&time, &parts);
+    if (!gmtime_r(&time, &parts)) return "invalid date";
     char text[48];
     std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &parts);
     if (milliseconds) length += static_cast<std::size_t>(std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(milliseconds)));
