@@ -28,22 +28,22 @@ void defaultSink(const std::string& line) {
 
 // The flags, width and precision of a conversion, without length modifiers
 // and the conversion character ("%-8.2lf" -> "%-8.2").
-std::string stem(const std::string& spec) {
+std::string stem(const std::string& directive) {
     std::string out;
-    for (char c : spec.substr(0, spec.size() - 1))
+    for (char c : directive.substr(0, directive.size() - 1))
         if (std::string_view("hljztLq").find(c) == std::string_view::npos) out += c;
     return out;
 }
 
 // Formats one printf conversion with its numeric argument.
-std::string convert(const std::string& spec, const LogArgument& arg, const std::string& described) {
-    const char conversion = spec.back();
+std::string convert(const std::string& directive, const LogArgument& arg, const std::string& described) {
+    const char conversion = directive.back();
     char buffer[128];
     switch (conversion) {
         case 'd':
         case 'i':
         case 'c': {
-            std::string f = stem(spec) + "lld";
+            std::string f = stem(directive) + "lld";
             if (conversion == 'c') return described;
             long long value = arg.kind == LogArgument::Kind::Unsigned ? static_cast<long long>(arg.u)
                               : arg.kind == LogArgument::Kind::Real   ? static_cast<long long>(arg.d)
@@ -57,7 +57,7 @@ std::string convert(const std::string& spec, const LogArgument& arg, const std::
         case 'X':
         case 'o': {
             if (arg.kind == LogArgument::Kind::Text) return described;
-            std::string f = stem(spec) + "ll" + conversion;
+            std::string f = stem(directive) + "ll" + conversion;
             unsigned long long value = arg.kind == LogArgument::Kind::Unsigned ? arg.u
                                        : arg.kind == LogArgument::Kind::Real
                                            ? static_cast<unsigned long long>(arg.d)
@@ -72,7 +72,7 @@ std::string convert(const std::string& spec, const LogArgument& arg, const std::
         case 'g':
         case 'G': {
             if (arg.kind == LogArgument::Kind::Text) return described;
-            std::string f = stem(spec) + conversion;
+            std::string f = stem(directive) + conversion;
             double value = arg.kind == LogArgument::Kind::Real       ? arg.d
                            : arg.kind == LogArgument::Kind::Unsigned ? static_cast<double>(arg.u)
                                                                      : static_cast<double>(arg.s);
@@ -108,9 +108,9 @@ std::string formatLogLine(std::string_view format, const std::vector<std::string
             out.append(format.substr(i));
             break;
         }
-        const std::string spec(format.substr(i, j - i + 1));
+        const std::string directive(format.substr(i, j - i + 1));
         if (next < described.size()) {
-            out += convert(spec, raw[next], described[next]);
+            out += convert(directive, raw[next], described[next]);
             ++next;
         } else {
             out += "(null)";  // too few arguments
