@@ -2,11 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "KQFoundation/Foundation/Exceptions.h"
@@ -192,26 +189,6 @@ TEST_F(KQUFilesScannerTests, ProgressAdvancesPerRootAndStopAbandonsTheRemainingR
     // The abandoned root still takes its step; the roots after it are never walked.
     EXPECT_EQ(log.progress, (std::vector<double>{0.0, 1.0 / 3, 2.0 / 3}));
     EXPECT_EQ(log.events.back(), "root/Foo.app");
-}
-
-TEST_F(KQUFilesScannerTests, StopFromAnotherThreadEndsTheWalkAtTheNextEntry) {
-    KQUFilesScanner scanner({url("root")});
-    WalkLog log(tmp / "root");
-    std::atomic<bool> started{false};
-    log.onItem = [&](KQUFilesScanner& s, const std::string&) {
-        if (started.exchange(true)) return;
-        // Hold the walk until the other thread's stop has landed.
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!s.stopped() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-    };
-    scanner.setDelegate(&log);
-    std::thread stopper([&] {
-        while (!started) std::this_thread::yield();
-        scanner.stop();
-    });
-    scanner.scan();
-    stopper.join();
-    EXPECT_EQ(log.events, (std::vector<std::string>{"Bar.bundle"}));
 }
 
 TEST_F(KQUFilesScannerTests, NoRootsGiveNoScannerAndAnEmptySetFinishesAtZero) {
