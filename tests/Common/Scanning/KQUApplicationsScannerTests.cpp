@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "KQFoundation/KQUSystemInformation.h"
-#include "KQFoundation/System/FileSystemLayout.h"
-#include "Support/TemporaryDirectory.h"
+#include "ScanningTestSupport.h"
 
 namespace {
 
@@ -55,7 +54,7 @@ protected:
     }
 };
 
-class KQUApplicationsScannerTests : public ::testing::Test {
+class KQUApplicationsScannerTests : public kqtest::ScanningTest {
 protected:
     void SetUp() override {
         tmp.writeFile("root/Applications/Editor.app/Contents/Info.plist");
@@ -65,16 +64,11 @@ protected:
         // Folders the resource tells the scanner to leave alone.
         tmp.writeFile("root/Users/jane/Documents/site/node_modules/shell/dist/Shell.app/Contents/Info.plist");
         tmp.writeFile("root/Users/jane/Pictures/Family.photoslibrary/resources/Preview.app/x");
-        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "root", tmp / "root/Users/jane"));
+        useLayout("root", "root/Users/jane");
         scanner.setDelegate(&log);
     }
-    void TearDown() override {
-        kq::FileSystemLayout::setCurrent(savedLayout);
-        KQUSystemInformation::setSystemProfilerPath(std::nullopt);
-    }
+    void TearDown() override { KQUSystemInformation::setSystemProfilerPath(std::nullopt); }
 
-    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
-    kqtest::TemporaryDirectory tmp;
     ApplicationLog log{tmp.path() + "/root"};
     ScannerWithProfilerList scanner;
 };
@@ -150,7 +144,6 @@ TEST_F(KQUApplicationsScannerTests, WalksTheEightFoldersOfUserAndLocalDomains) {
                                                home + "/Movies", home + "/Pictures", home + "/Music",
                                                home + "/Downloads", home + "/Desktop", home + "/Public"}));
     EXPECT_EQ(scanner.filesScanner().sourceDirectories().size(), paths.size());
-    EXPECT_EQ(scanner.filesScanner().predicate()->predicateFormat(), "path ENDSWITH[c] \".app\"");
 }
 
 TEST_F(KQUApplicationsScannerTests, ResourceFiltersMatchFoldersWithoutApplications) {

@@ -10,52 +10,19 @@
 #include <vector>
 
 #include "KQFoundation/KQULeftoversScanner.h"
-#include "KQFoundation/System/FileSystemLayout.h"
-#include "Support/TemporaryDirectory.h"
+#include "ScanningTestSupport.h"
 
 namespace {
 
-std::string plist(const std::string& body) {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>" + body + "</dict></plist>\n";
-}
-std::string identifierPlist(const std::string& identifier) {
-    return plist("<key>CFBundleIdentifier</key><string>" + identifier + "</string>");
-}
+using kqtest::LeftoverRecorder;
+using kqtest::plist;
 
-class Collector : public KQULeftoversScannerDelegate {
-public:
-    std::set<std::string> reported;                // paths relative to the root
-    std::map<std::string, std::string> kept;       // path -> reason
-    std::map<std::string, std::string> applications;
-    explicit Collector(std::string root) : root_(std::move(root) + "/") {}
-    void leftoversScannerDidFindItem(KQULeftoversScanner& scanner, const kq::URL& item, const std::string&) override {
-        reported.insert(relative(item));
-        applications[relative(item)] = scanner.currentReason()->application;
-    }
-    void leftoversScannerDidKeepItem(KQULeftoversScanner&, const kq::URL& item, const std::string&,
-                                     const std::string& reason) override {
-        kept[relative(item)] = reason;
-    }
-
-private:
-    std::string relative(const kq::URL& item) const { return item.path().substr(root_.size()); }
-    std::string root_;
-};
-
-class KQULeftoversProtectionTests : public ::testing::Test {
+class KQULeftoversProtectionTests : public kqtest::ScanningTest {
 protected:
-    void SetUp() override {
-        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
-    }
-    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
-
-    kq::URL install(const std::string& bundle, const std::string& identifier) const {
-        tmp.writeFile("Mac/" + bundle + "/Contents/Info.plist", identifierPlist(identifier));
-        return kq::URL::fileURLWithPath(tmp / ("Mac/" + bundle), true);
-    }
+    void SetUp() override { useLayout("Mac", "Mac/Users/u"); }
 
     /// Every item of the folders, filtered by the installed identifiers only.
-    Collector scan(const std::vector<kq::URL>& applications, bool protect = true) {
+    LeftoverRecorder scan(const std::vector<kq::URL>& applications, bool protect = true) {
         const kq::Array patterns{kq::Value("com.microsoft.office.*"), kq::Value("com.microsoft.autoupdate*")};
         const kq::Dictionary identifierFilter{
             {"Type", "InstalledApplicationIdentifiers"},
@@ -73,14 +40,9 @@ protected:
                            {"Filters", kq::Array{identifierFilter}}}};
         KQULeftoversScanner scanner(applications, knowledgeBase);
         scanner.setProtectsInstalledSoftware(protect);
-        Collector collector(tmp / "Mac");
-        scanner.setDelegate(&collector);
-        scanner.scan();
-        return collector;
+        LeftoverRecorder recorder(tmp / "Mac");
+        return kqtest::record(scanner, recorder);
     }
-
-    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
-    kqtest::TemporaryDirectory tmp;
 };
 
 TEST(LeftoverNamesTests, UsableIdentifiersAndOwners) {
@@ -104,9 +66,9 @@ TEST(LeftoverNamesTests, UsableIdentifiersAndOwners) {
 
 TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
     const std::string home = "Users/u/Library/";
-    const kq::URL excel = install("Applications/Excel.app", "com.microsoft.Excel");
-    install("Library/PreferencePanes/Pane.prefPane", "com.example.Pane");
-    install("Library/Application Support/Example/Tools/1.0/SupportTool.app", "com.example.SupportTool");
+    const kq::URL excel = install("Mac/Applications/Excel.app", "com.microsoft.Excel");
+    install("Mac/Library/PreferencePanes/Pane.prefPane", "com.example.Pane");
+    install("Mac/Library/Application Support/Example/Tools/1.0/SupportTool.app", "com.example.SupportTool");
     tmp.writeFile("Mac/usr/local/bin/tool");
     tmp.writeFile("Mac/opt/homebrew/Cellar/postgresql/16/bin/postgres");
     tmp.writeFile("outside/bin/tool");
@@ -153,8 +115,8 @@ TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
             (table == &kept ? keptItems : reportedItems).insert(item);
         }
 
-    const Collector protectedScan = scan({excel});
-    EXPECT_EQ(protectedScan.reported, reportedItems);
+    const LeftoverRecorder protectedScan = scan({excel});
+    EXPECT_EQ(protectedScan.reported(), reportedItems);
     std::set<std::string> keptPaths;
     for (const auto& [path, reason] : protectedScan.kept) keptPaths.insert(path);
     EXPECT_EQ(keptPaths, keptItems);
@@ -164,16 +126,16 @@ TEST_F(KQULeftoversProtectionTests, FilesOfInstalledSoftwareAreKept) {
         << "grouped by the metadata's identifier";
 
     // The base rules alone report all of it but what Excel's own identifier covers.
-    const Collector baseOnly = scan({excel}, false);
+    const LeftoverRecorder baseOnly = scan({excel}, false);
     EXPECT_TRUE(baseOnly.kept.empty());
-    EXPECT_TRUE(baseOnly.reported.count(home + "Group Containers/group.com.microsoft"));
-    EXPECT_TRUE(baseOnly.reported.count("Library/LaunchDaemons/org.example.tool.plist"));
+    EXPECT_TRUE(baseOnly.reported().count(home + "Group Containers/group.com.microsoft"));
+    EXPECT_TRUE(baseOnly.reported().count("Library/LaunchDaemons/org.example.tool.plist"));
 
     // With the vendor's last application gone, its vendor-wide files are leftovers.
-    const Collector withoutExcel = scan({});
-    EXPECT_TRUE(withoutExcel.reported.count(home + "Group Containers/group.com.microsoft"));
-    EXPECT_TRUE(withoutExcel.reported.count(home + "Preferences/com.microsoft.office.licensingV2.plist"));
-    EXPECT_TRUE(withoutExcel.reported.count(home + "Containers/com.example.Renamed"));
+    const LeftoverRecorder withoutExcel = scan({});
+    EXPECT_TRUE(withoutExcel.reported().count(home + "Group Containers/group.com.microsoft"));
+    EXPECT_TRUE(withoutExcel.reported().count(home + "Preferences/com.microsoft.office.licensingV2.plist"));
+    EXPECT_TRUE(withoutExcel.reported().count(home + "Containers/com.example.Renamed"));
 }
 
 TEST_F(KQULeftoversProtectionTests, BuiltInKnowledgeBaseProtectsVendorWideFiles) {
@@ -181,12 +143,11 @@ TEST_F(KQULeftoversProtectionTests, BuiltInKnowledgeBaseProtectsVendorWideFiles)
     for (const char* path : {"Group Containers/group.com.microsoft/x", "Preferences/com.microsoft.Word.plist",
                              "Preferences/com.microsoft.office.licensingV2.plist", "Caches/com.google.Keystone/x"})
         tmp.writeFile("Mac/" + home + path);
-    KQULeftoversScanner scanner({install("Applications/Excel.app", "com.microsoft.Excel"),
-                                 install("Applications/Chrome.app", "com.google.Chrome")});
-    Collector collector(tmp / "Mac");
-    scanner.setDelegate(&collector);
-    scanner.scan();
-    EXPECT_EQ(collector.reported, std::set<std::string>{home + "Preferences/com.microsoft.Word.plist"});
+    KQULeftoversScanner scanner({install("Mac/Applications/Excel.app", "com.microsoft.Excel"),
+                                 install("Mac/Applications/Chrome.app", "com.google.Chrome")});
+    LeftoverRecorder collector(tmp / "Mac");
+    EXPECT_EQ(kqtest::record(scanner, collector).reported(),
+              std::set<std::string>{home + "Preferences/com.microsoft.Word.plist"});
     EXPECT_EQ(collector.kept.size(), 3u);
 }
 

@@ -5,7 +5,6 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,53 +12,24 @@
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/Log.h"
-#include "KQFoundation/System/FileSystemLayout.h"
-#include "Support/TemporaryDirectory.h"
+#include "ScanningTestSupport.h"
 
 namespace {
 
-/// Records leftovers as "TYPE name" (the item's last path component).
-class LeftoverLog : public KQULeftoversScannerDelegate {
-public:
-    std::vector<std::string> items;
-    std::vector<double> progress;
-    bool finished = false;
-    std::function<void(KQULeftoversScanner&)> onItem = [](KQULeftoversScanner&) {};
+using kqtest::entry;
+using kqtest::filter;
+using kqtest::LeftoverRecorder;
 
-    void leftoversScannerDidFindItem(KQULeftoversScanner& scanner, const kq::URL& item,
-                                     const std::string& type) override {
-        items.push_back(type + " " + item.lastPathComponent());
-        onItem(scanner);
-    }
-    void scannerDidReachProgress(KQUScanner&, double value) override { progress.push_back(value); }
-    void scannerDidFinish(KQUScanner&) override { finished = true; }
-};
-
-kq::Value filter(const char* type, const char* format) {
-    return kq::Dictionary{{"Type", type}, {"Params", kq::Dictionary{{"Format", format}}}};
-}
-
-kq::Value entry(const char* type, std::vector<std::string> folders, kq::Array filters = {}) {
-    kq::Array directories;
-    for (auto& folder : folders) directories.emplace_back(folder);
-    kq::Dictionary result{{"Type", type}, {"SourceDirectories", directories}, {"SkipSubdirectoryDescendants", true}};
-    if (!filters.empty()) result.setObject("Filters", filters);
-    return result;
-}
-
-class KQULeftoversScannerTests : public ::testing::Test {
+class KQULeftoversScannerTests : public kqtest::ScanningTest {
 protected:
-    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
-
     kq::URL application(const std::string& name, const std::string& identifier) const {
-        tmp.writeFile("Applications/" + name + ".app/Contents/Info.plist",
-                      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                      "<key>CFBundleIdentifier</key><string>" + identifier + "</string></dict></plist>\n");
-        return kq::URL::fileURLWithPath(tmp / ("Applications/" + name + ".app"), true);
+        return install("Applications/" + name + ".app", identifier);
     }
-
-    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
-    kqtest::TemporaryDirectory tmp;
+    std::vector<std::string> scan(const std::vector<kq::URL>& apps, const kq::Array& knowledgeBase) {
+        KQULeftoversScanner scanner(apps, knowledgeBase);
+        LeftoverRecorder log;
+        return kqtest::record(scanner, log).items;
+    }
 };
 
 TEST(LikePredicateWrappingTests, EscapesBackslashFirstThenWildcards) {
@@ -85,10 +55,8 @@ TEST_F(KQULeftoversScannerTests, IdentifierFilterKeepsWhatBelongsToInstalledAppl
                                     kq::URL::fileURLWithPath(tmp / "NotABundle.app", true), sameIdentifier};
     kq::LogCapture logs;
     KQULeftoversScanner scanner(apps, knowledgeBase);
-    LeftoverLog log;
-    scanner.setDelegate(&log);
-    scanner.scan();
-    EXPECT_EQ(log.items, (std::vector<std::string>{"Caches com.example.Gone"}));
+    LeftoverRecorder log;
+    EXPECT_EQ(kqtest::record(scanner, log).items, (std::vector<std::string>{"Caches com.example.Gone"}));
     EXPECT_EQ(scanner.installedApplicationIdentifiers(),
               (std::vector<std::string>{"com.example.Editor", "org.example.Other"}));
     EXPECT_TRUE(log.finished);
@@ -98,17 +66,13 @@ TEST_F(KQULeftoversScannerTests, IdentifierFilterKeepsWhatBelongsToInstalledAppl
     EXPECT_NE(logged.find("\"Tool\" of " + oneWord.path()), std::string::npos) << logged;
 
     // Either copy of an application alone still protects its files.
-    for (const kq::URL& copy : {editor, sameIdentifier}) {
-        KQULeftoversScanner one({copy}, knowledgeBase);
-        LeftoverLog oneLog;
-        one.setDelegate(&oneLog);
-        one.scan();
-        EXPECT_EQ(oneLog.items, (std::vector<std::string>{"Caches com.example.Gone", "Caches org.example.Other"}));
-    }
+    for (const kq::URL& copy : {editor, sameIdentifier})
+        EXPECT_EQ(scan({copy}, knowledgeBase),
+                  (std::vector<std::string>{"Caches com.example.Gone", "Caches org.example.Other"}));
 }
 
 TEST_F(KQULeftoversScannerTests, EveryItemCarriesTheEntryAndFiltersThatFoundIt) {
-    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
+    useLayout("Mac", "Mac/Users/u");
     tmp.writeFile("Mac/Users/u/Library/Caches/com.example.Gone.helper/db");
     const kq::Array knowledgeBase{
         entry("Logs", {"~/Library/Logs"}),
@@ -116,17 +80,8 @@ TEST_F(KQULeftoversScannerTests, EveryItemCarriesTheEntryAndFiltersThatFoundIt) 
               {filter("Predicate", "lastPathComponent CONTAINS '.'"), filter("NoSuchFilter", "TRUEPREDICATE"),
                filter("InstalledApplicationIdentifiers", "NOT lastPathComponent BEGINSWITH[c] %@")})};
     KQULeftoversScanner scanner({}, knowledgeBase);
-    struct ReasonLog : LeftoverLog {
-        std::vector<KQULeftoverReason> reasons;
-        void leftoversScannerDidFindItem(KQULeftoversScanner& s, const kq::URL& item,
-                                         const std::string& type) override {
-            ASSERT_NE(s.currentReason(), nullptr);
-            reasons.push_back(*s.currentReason());
-            LeftoverLog::leftoversScannerDidFindItem(s, item, type);
-        }
-    } log;
-    scanner.setDelegate(&log);
-    scanner.scan();
+    LeftoverRecorder log;
+    kqtest::record(scanner, log);
     ASSERT_EQ(log.reasons.size(), 1u);
     const KQULeftoverReason& reason = log.reasons[0];
     EXPECT_EQ(reason.entryIndex, 1u);
@@ -148,12 +103,9 @@ TEST_F(KQULeftoversScannerTests, WildcardsInIdentifiersAreLiteralForCaseInsensit
         {"NOT (lastPathComponent LIKE[cd] %@)", {}},
     };
     for (const auto& [format, expected] : cases) {
-        const kq::Array knowledgeBase{entry("T", {tmp / "Prefs"}, {filter("InstalledApplicationIdentifiers", format)})};
-        KQULeftoversScanner scanner({app}, knowledgeBase);
-        LeftoverLog log;
-        scanner.setDelegate(&log);
-        scanner.scan();
-        EXPECT_EQ(log.items, expected) << format;
+        EXPECT_EQ(scan({app}, {entry("T", {tmp / "Prefs"}, {filter("InstalledApplicationIdentifiers", format)})}),
+                  expected)
+            << format;
     }
 }
 
@@ -173,10 +125,8 @@ TEST_F(KQULeftoversScannerTests, EntriesAndFiltersThatAreUnusableAreSkipped) {
     };
     KQULeftoversScanner scanner({}, knowledgeBase);
     ASSERT_EQ(scanner.scanners().size(), 2u);
-    LeftoverLog log;
-    scanner.setDelegate(&log);
-    scanner.scan();
-    EXPECT_EQ(log.items,
+    LeftoverRecorder log;
+    EXPECT_EQ(kqtest::record(scanner, log).items,
               (std::vector<std::string>{"Everything drop.txt", "Everything keep.log", "My.Own.Type keep.log"}));
 }
 
@@ -199,7 +149,7 @@ TEST_F(KQULeftoversScannerTests, EqualFilterDictionariesAreBuiltOnce) {
 }
 
 TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayoutAndStayInsideIt) {
-    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "Mac", tmp / "Mac/Users/u"));
+    useLayout("Mac", "Mac/Users/u");
     tmp.writeFile("Outside/secret");
     tmp.makeDirectory("Mac/Library/Logs");
     // A link the walker would follow out of the tree, and one that stays inside it.
@@ -219,10 +169,8 @@ TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayoutAndStay
     EXPECT_EQ(folders[2].path(), tmp / "Mac/Library/Logs");
     EXPECT_EQ(folders[3].path(), tmp / "Mac/Library/Inside");
     EXPECT_EQ(logs.lines().size(), 8u);
-    LeftoverLog log;
-    scanner.setDelegate(&log);
-    scanner.scan();
-    EXPECT_TRUE(log.items.empty());
+    LeftoverRecorder log;
+    EXPECT_TRUE(kqtest::record(scanner, log).items.empty());
 }
 
 TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
@@ -232,9 +180,8 @@ TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
     const kq::Array knowledgeBase{
         entry("T", {tmp / "Nowhere"}, {filter("InstalledApplicationIdentifiers", "NOT lastPathComponent == %@")})};
     KQULeftoversScanner scanner(apps, knowledgeBase);
-    LeftoverLog log;
-    scanner.setDelegate(&log);
-    scanner.scan();
+    LeftoverRecorder log;
+    kqtest::record(scanner, log);
     // Collector: 0, 0.25, 0.5, 0.75 (halved); then the one child: 0 and 1 on top of 0.75.
     EXPECT_EQ(log.progress, (std::vector<double>{0.0, 0.125, 0.25, 0.375, 0.375, 0.875}));
     EXPECT_DOUBLE_EQ(scanner.bundlesCollectorProgress(), 0.75);
@@ -243,9 +190,8 @@ TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
 TEST_F(KQULeftoversScannerTests, WithoutIdentifierFiltersProgressEndsAtOneHalf) {
     const kq::Array knowledgeBase{entry("A", {tmp / "A"}), entry("B", {tmp / "B"}), entry("C", {tmp / "C"})};
     KQULeftoversScanner scanner({application("X", "com.example.X")}, knowledgeBase);
-    LeftoverLog log;
-    scanner.setDelegate(&log);
-    scanner.scan();
+    LeftoverRecorder log;
+    kqtest::record(scanner, log);
     EXPECT_DOUBLE_EQ(log.progress.back(), 0.5);
     EXPECT_EQ(scanner.installedApplicationIdentifiers(), std::vector<std::string>{"com.example.X"});
 
@@ -255,23 +201,21 @@ TEST_F(KQULeftoversScannerTests, WithoutIdentifierFiltersProgressEndsAtOneHalf) 
 }
 
 TEST_F(KQULeftoversScannerTests, StopDuringAChildEndsItAndSkipsTheRest) {
+    kq::Array knowledgeBase;
     for (const char* folder : {"1", "2", "3", "4", "5"}) {
         tmp.writeFile(std::string(folder) + "/a");
         tmp.writeFile(std::string(folder) + "/b");
-    }
-    kq::Array knowledgeBase;
-    for (const char* folder : {"1", "2", "3", "4", "5"})
         knowledgeBase.push_back(entry(folder, {tmp / folder}));
+    }
     KQULeftoversScanner scanner({}, knowledgeBase);
-    LeftoverLog log;
+    LeftoverRecorder log;
     KQUFilesScanner* activeAtStop = nullptr;
     log.onItem = [&](KQULeftoversScanner& s) {
         if (log.items.back() != "3 a") return;
         activeAtStop = s.activeScanner();
         s.stop();
     };
-    scanner.setDelegate(&log);
-    scanner.scan();
+    kqtest::record(scanner, log);
     EXPECT_EQ(log.items, (std::vector<std::string>{"1 a", "1 b", "2 a", "2 b", "3 a"}));
     EXPECT_EQ(activeAtStop, scanner.scanners()[2].get());
     EXPECT_TRUE(activeAtStop->stopped());
@@ -283,7 +227,7 @@ TEST_F(KQULeftoversScannerTests, StopFromAnotherThreadReachesTheRunningChild) {
     for (int i = 0; i < 50; ++i) tmp.writeFile("Many/item" + std::to_string(100 + i));
     const kq::Array knowledgeBase{entry("T", {tmp / "Many"}), entry("U", {tmp / "Many"})};
     KQULeftoversScanner scanner({}, knowledgeBase);
-    LeftoverLog log;
+    LeftoverRecorder log;
     std::atomic<bool> started{false};
     log.onItem = [&](KQULeftoversScanner& s) {
         if (started.exchange(true)) return;

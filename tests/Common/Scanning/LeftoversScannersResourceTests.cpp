@@ -10,57 +10,23 @@
 
 #include "KQFoundation/KQULeftoverTypes.h"
 #include "KQFoundation/KQULeftoversScanner.h"
-#include "KQFoundation/System/FileSystemLayout.h"
-#include "Support/TemporaryDirectory.h"
+#include "ScanningTestSupport.h"
 
 namespace {
 
 using Report = std::map<std::string, std::set<std::string>>;  // type -> paths relative to the root
 
-class ReportCollector : public KQULeftoversScannerDelegate {
-public:
-    explicit ReportCollector(std::string root) : root_(std::move(root) + "/") {}
-    Report report;
-    void leftoversScannerDidFindItem(KQULeftoversScanner&, const kq::URL& item, const std::string& type) override {
-        const std::string path = item.path();
-        report[type].insert(path.rfind(root_, 0) == 0 ? path.substr(root_.size()) : path);
-    }
-
-private:
-    std::string root_;
-};
-
-std::string infoPlist(const std::string& identifier, const std::string& extraKeys = "") {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-           "<key>CFBundleIdentifier</key><string>" + identifier + "</string>" + extraKeys + "</dict></plist>\n";
-}
-
-class LeftoversScannersResourceTests : public ::testing::Test {
+class LeftoversScannersResourceTests : public kqtest::ScanningTest {
 protected:
-    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
-
-    Report scan(const std::string& root, const std::string& home, const std::vector<std::string>& applications) {
+    /// The built-in knowledge base over `root` (absolute), with these applications installed.
+    static Report scan(const std::string& root, const std::string& home, const std::vector<std::string>& applications) {
         kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(root, home));
-        KQULeftoversScanner scanner(applicationURLs(root, applications));
-        ReportCollector collector(root);
-        scanner.setDelegate(&collector);
-        scanner.scan();
-        return collector.report;
-    }
-
-    static std::vector<kq::URL> applicationURLs(const std::string& root, const std::vector<std::string>& applications) {
         std::vector<kq::URL> urls;
         for (const std::string& app : applications) urls.push_back(kq::URL::fileURLWithPath(root + "/" + app, true));
-        return urls;
+        KQULeftoversScanner scanner(urls);
+        kqtest::LeftoverRecorder recorder(root);
+        return kqtest::record(scanner, recorder).byType;
     }
-
-    void installApplication(const std::string& bundle, const std::string& identifier,
-                            const std::string& extraKeys = "") const {
-        tmp.writeFile(bundle + "/Contents/Info.plist", infoPlist(identifier, extraKeys));
-    }
-
-    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
-    kqtest::TemporaryDirectory tmp;
 };
 
 TEST_F(LeftoversScannersResourceTests, EveryEntryHasOneOfTheExportedTypes) {
@@ -159,9 +125,8 @@ const std::vector<Folder> kFolders{
 
 TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplicationsOnly) {
     const std::string home = "Users/kim";
-    installApplication("Applications/Editor.app", "com.example.Editor",
-                       "<key>CFBundleName</key><string>Editor Pro</string>"
-                       "<key>CFBundleExecutable</key><string>EditorCore</string>");
+    install("Applications/Editor.app", "com.example.Editor",
+            "<key>CFBundleName</key><string>Editor Pro</string><key>CFBundleExecutable</key><string>EditorCore</string>");
     Report expected;
     for (const Folder& folder : kFolders) {
         const std::string base = folder.path[0] == '~' ? home + (folder.path + 1) : std::string(folder.path + 1);
@@ -169,7 +134,7 @@ TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplic
             const std::size_t equals = item.find('=');
             const std::string name = item.substr(0, equals);
             if (equals != std::string::npos)
-                tmp.writeFile(base + "/" + name + "/Contents/Info.plist", infoPlist(item.substr(equals + 1)));
+                tmp.writeFile(base + "/" + name + "/Contents/Info.plist", kqtest::infoPlist(item.substr(equals + 1)));
             else if (name.back() == '/')
                 tmp.writeFile(base + "/" + name + "x");
             else
@@ -196,16 +161,12 @@ TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplic
 }
 
 TEST_F(LeftoversScannersResourceTests, NamesAndVendorsOfInstalledApplications) {
-    installApplication("Applications/Editor.app", "com.example.Editor",
-                       "<key>CFBundleName</key><string>Editor</string>"
-                       "<key>CFBundleExecutable</key><string>EditorCore</string>");
-    installApplication("Applications/Sheet.app", "com.example.Sheet");
-    installApplication("Applications/Solo.app", "Solo");
-    installApplication("Applications/Short.app", "org.short");
-    installApplication("Applications/Odd.app", "org..odd.App");
-    KQULeftoversScanner scanner(applicationURLs(tmp.path(), {"Applications/Editor.app", "Applications/Sheet.app",
-                                                             "Applications/Solo.app", "Applications/Short.app",
-                                                             "Applications/Odd.app"}));
+    KQULeftoversScanner scanner({install("Applications/Editor.app", "com.example.Editor",
+                                         "<key>CFBundleName</key><string>Editor</string>"
+                                         "<key>CFBundleExecutable</key><string>EditorCore</string>"),
+                                 install("Applications/Sheet.app", "com.example.Sheet"),
+                                 install("Applications/Solo.app", "Solo"), install("Applications/Short.app", "org.short"),
+                                 install("Applications/Odd.app", "org..odd.App")});
     EXPECT_EQ(scanner.installedApplicationNames(),
               (std::vector<std::string>{"Editor", "EditorCore", "Sheet", "Solo", "Short", "Odd"}));
     // Identifiers of fewer than three parts name no vendor.

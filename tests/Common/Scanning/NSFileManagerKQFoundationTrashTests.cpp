@@ -6,30 +6,19 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "Support/MountNamespace.h"
 #include "Support/ScopedEnvironment.h"
-#include "Support/TemporaryDirectory.h"
+#include "ScanningTestSupport.h"
 
 namespace {
 
-std::string contentsOf(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-bool exists(const std::string& path) {
-    struct stat info {};
-    return lstat(path.c_str(), &info) == 0;
-}
+using kqtest::contentsOf;
+using kqtest::exists;
 
 std::vector<std::string> namesIn(const std::string& folder) {
     return kq::FileManager::defaultManager().contentsOfDirectoryAtPath(folder);
@@ -61,10 +50,8 @@ private:
     bool applied_ = false;
 };
 
-class NSFileManagerKQFoundationTrashTests : public ::testing::Test {
+class NSFileManagerKQFoundationTrashTests : public kqtest::ScanningTest {
 protected:
-    void TearDown() override { kq::FileSystemLayout::setCurrent(savedLayout); }
-
     /// The running machine with a home of our own: the freedesktop.org trash.
     std::string useLinuxHome() {
         const std::string home = tmp.makeDirectory("home");
@@ -79,17 +66,31 @@ protected:
         return home + "/.Trash";
     }
 
+    struct Outcome {
+        bool moved = false;
+        std::string destination = "untouched";
+        std::error_code error;
+    };
+    Outcome moveToTrash(const std::string& path) const {
+        Outcome outcome;
+        outcome.moved = fileManager.moveItemAtPathToTrash(path, &outcome.destination, &outcome.error);
+        return outcome;
+    }
+    /// Moves an item that must go; returns where it went.
+    std::string trashed(const std::string& path) const {
+        const Outcome outcome = moveToTrash(path);
+        EXPECT_TRUE(outcome.moved) << path << ": " << outcome.error.message();
+        return outcome.destination;
+    }
+
     const kq::FileManager& fileManager = kq::FileManager::defaultManager();
-    std::shared_ptr<const kq::FileSystemLayout> savedLayout = kq::FileSystemLayout::current();
-    kqtest::TemporaryDirectory tmp;
 };
 
 TEST_F(NSFileManagerKQFoundationTrashTests, LinuxTrashRecordsWhereTheItemCameFrom) {
     const std::string trash = useLinuxHome();
     const std::string item = tmp.writeFile("work/my notes.txt", "keep me");
 
-    std::string destination;
-    ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination));
+    const std::string destination = trashed(item);
     EXPECT_EQ(destination, trash + "/files/my notes.txt");
     EXPECT_FALSE(exists(item));
     EXPECT_EQ(contentsOf(destination), "keep me");
@@ -106,13 +107,8 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LinuxTrashRecordsWhereTheItemCameFro
 
 TEST_F(NSFileManagerKQFoundationTrashTests, NameCollisionsGetNumberedNamesAndNothingIsReplaced) {
     const std::string trash = useLinuxHome();
-    std::vector<std::string> destinations;
-    for (const char* folder : {"a", "b"}) {
-        std::string destination;
-        ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp.writeFile(std::string(folder) + "/report.pdf", folder),
-                                                      &destination));
-        destinations.push_back(destination);
-    }
+    const std::vector<std::string> destinations{trashed(tmp.writeFile("a/report.pdf", "a")),
+                                                trashed(tmp.writeFile("b/report.pdf", "b"))};
     EXPECT_EQ(destinations, (std::vector<std::string>{trash + "/files/report.pdf", trash + "/files/report 2.pdf"}));
     EXPECT_EQ(contentsOf(destinations[0]), "a");
     EXPECT_EQ(contentsOf(destinations[1]), "b");
@@ -121,8 +117,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, NameCollisionsGetNumberedNamesAndNot
     // A name taken only in info/ (a record without its item) is not reused either.
     tmp.writeFile("home/.local/share/Trash/info/Folder.app.trashinfo", "[Trash Info]\n");
     tmp.writeFile("d/Folder.app/Contents/Info.plist");
-    std::string destination;
-    ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp / "d/Folder.app", &destination));
+    const std::string destination = trashed(tmp / "d/Folder.app");
     EXPECT_EQ(destination, trash + "/files/Folder 2.app");
     EXPECT_TRUE(exists(destination + "/Contents/Info.plist"));
 }
@@ -133,8 +128,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, MacHomeUsesItsDotTrashWithoutRecords
     tmp.writeFile("mac/.Trash/photo.jpg", "older");
     const std::string item = tmp.writeFile("mac/Desktop/photo.jpg", "newer");
 
-    std::string destination;
-    ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination));
+    const std::string destination = trashed(item);
     EXPECT_EQ(destination, trash + "/photo 2.jpg");
     EXPECT_EQ(contentsOf(trash + "/photo.jpg"), "older");
     EXPECT_EQ(contentsOf(destination), "newer");
@@ -202,12 +196,11 @@ TEST_F(NSFileManagerKQFoundationTrashTests, RefusalsSayWhyAndLeaveEverythingInPl
     for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
         kq::FileSystemLayout::setCurrent(c.layout);
-        std::string destination = "untouched";
-        std::error_code error;
-        EXPECT_FALSE(fileManager.moveItemAtPathToTrash(c.path, &destination, &error));
-        EXPECT_EQ(error, c.expected) << error.message();
-        EXPECT_FALSE(error.message().empty());
-        EXPECT_EQ(destination, "untouched");
+        const Outcome outcome = moveToTrash(c.path);
+        EXPECT_FALSE(outcome.moved);
+        EXPECT_EQ(outcome.error, c.expected) << outcome.error.message();
+        EXPECT_FALSE(outcome.error.message().empty());
+        EXPECT_EQ(outcome.destination, "untouched");
     }
     EXPECT_EQ(contentsOf(tmp / "outside.txt"), "o");
     EXPECT_EQ(contentsOf(home + "/notes.txt"), "n");
@@ -219,11 +212,8 @@ TEST_F(NSFileManagerKQFoundationTrashTests, RefusalsSayWhyAndLeaveEverythingInPl
 
     // Something already in the trash stays where it is.
     kq::FileSystemLayout::setCurrent(host);
-    std::string destination;
-    ASSERT_TRUE(fileManager.moveItemAtPathToTrash(tmp.writeFile("x/once.txt", "1"), &destination));
-    std::error_code error;
-    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(destination, nullptr, &error));
-    EXPECT_EQ(error, TrashError::AlreadyInTrash);
+    const std::string destination = trashed(tmp.writeFile("x/once.txt", "1"));
+    EXPECT_EQ(moveToTrash(destination).error, TrashError::AlreadyInTrash);
     EXPECT_TRUE(exists(destination));
 }
 
@@ -246,9 +236,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExt
         ASSERT_EQ(c.name.size() <= 255, true);
         for (const std::string& expected : {c.first, c.second}) {
             const std::string item = tmp.writeFile((expected == c.first ? "one/" : "two/") + c.name, expected);
-            std::string destination;
-            std::error_code error;
-            ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination, &error)) << error.message();
+            const std::string destination = trashed(item);
             EXPECT_EQ(destination, trash + "/files/" + expected);
             EXPECT_EQ(contentsOf(destination), expected);
             const std::string info = contentsOf(trash + "/info/" + expected + ".trashinfo");
@@ -262,8 +250,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExt
     const std::string name = std::string(251, 'm') + ".txt";
     for (const std::string& expected : {name, std::string(249, 'm') + " 2.txt"}) {
         const std::string item = tmp.writeFile((expected == name ? "three/" : "four/") + name);
-        std::string destination;
-        ASSERT_TRUE(fileManager.moveItemAtPathToTrash(item, &destination));
+        const std::string destination = trashed(item);
         EXPECT_EQ(destination, macTrash + "/" + expected);
         EXPECT_EQ(fileManager.extendedAttribute(destination, "kq.trash.putBackPath"),
                   kq::Data(item.begin(), item.end()));
@@ -285,11 +272,9 @@ TEST_F(NSFileManagerKQFoundationTrashTests, ItemOnABindMountIsNeverCopied) {
         const std::string mount = tmp.makeDirectory("mount");
 
         const auto run = kqtest::runWithBindMounts({{source, mount}}, [&] {
-            std::string destination = "untouched";
-            std::error_code error;
-            const bool moved = fileManager.moveItemAtPathToTrash(mount + "/folder", &destination, &error);
-            return std::string(moved ? "moved " : "kept ") + error.category().name() + ":" +
-                   std::to_string(error.value()) + " " + destination;
+            const Outcome outcome = moveToTrash(mount + "/folder");
+            return std::string(outcome.moved ? "moved " : "kept ") + outcome.error.category().name() + ":" +
+                   std::to_string(outcome.error.value()) + " " + outcome.destination;
         });
         if (!run.permitted) GTEST_SKIP() << "no bind mount in a private mount namespace here: " << run.skipReason;
         EXPECT_EQ(run.output, "kept trash:" + std::to_string(static_cast<int>(kq::TrashError::CrossesMount)) +
@@ -323,12 +308,10 @@ TEST_F(NSFileManagerKQFoundationTrashTests, FailedMoveFromLockedFolderKeepsItemA
         ASSERT_EQ(chmod((tmp / "locked").c_str(), 0555), 0);
     }
 
-    std::string destination = "untouched";
-    std::error_code error;
-    EXPECT_FALSE(fileManager.moveItemAtPathToTrash(item, &destination, &error));
-    EXPECT_EQ(destination, "untouched");
-    EXPECT_TRUE(error == std::errc::permission_denied || error == std::errc::operation_not_permitted)
-        << error.message();
+    const Outcome outcome = moveToTrash(item);
+    EXPECT_EQ(outcome.destination, "untouched");
+    EXPECT_TRUE(outcome.error == std::errc::permission_denied || outcome.error == std::errc::operation_not_permitted)
+        << outcome.error.message();
     immutable.reset();
     chmod((tmp / "locked").c_str(), 0755);
 
