@@ -20,7 +20,8 @@ TEST(FileURL, EscapesPathAndMarksDirectories) {
     EXPECT_EQ(kq::describe(folder), folder.absoluteString());
     EXPECT_EQ(URL::fileURLWithPath("/", true).absoluteString(), "file:///");
     EXPECT_EQ(URL::fileURLWithPath("/x//y/", false).path(), "/x/y");
-    EXPECT_EQ(URL::fileURLWithPath("rel/x", false).path(), (std::filesystem::current_path() / "rel/x").lexically_normal().string());
+    EXPECT_EQ(URL::fileURLWithPath("rel/x", false).path(),
+              (std::filesystem::current_path() / "rel/x").lexically_normal().string());
 
     // Parsing the text gives the same URL back.
     auto parsed = URL::URLWithString(folder.absoluteString());

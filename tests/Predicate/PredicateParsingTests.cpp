@@ -68,7 +68,7 @@ TEST(PredicateParsing, EveryPrefixAndSplicedFormatEitherParsesOrThrows) {
     }
 }
 
-TEST(PredicateParsing, ArgumentsMustBeSuppliedAndKeyPathsMustBeStrings) {
+TEST(PredicateParsing, ArgumentsAreConvertedAndMustBeSupplied) {
     EXPECT_THROW(Predicate::predicateWithFormat("a == %@"), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::predicateWithFormat("a == %@ AND b == %@", {Value(1)}), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::predicateWithFormat("%K == 1", {Value(1)}), kq::InvalidArgumentException);
@@ -77,6 +77,10 @@ TEST(PredicateParsing, ArgumentsMustBeSuppliedAndKeyPathsMustBeStrings) {
     EXPECT_NO_THROW(Predicate::predicateWithFormat("a == %@", {Value(1), Value(2)}));
     // A "%@" inside quotes is text, not a placeholder.
     EXPECT_EQ(formatOf("a == '%@'"), "a == \"%@\"");
+    EXPECT_EQ(formatOf("a == %d AND b == %i AND c == %f AND d == %s", {Value(3.9), Value(true), Value(2), Value("s")}),
+              "a == 3 AND b == 1 AND c == 2.0 AND d == \"s\"");
+    EXPECT_EQ(formatOf("%K.name == %ld", {Value("owner.group"), Value(5)}), "owner.group.name == 5");
+    EXPECT_EQ(formatOf("a == %@", {Value()}), "a == nil");
 }
 
 TEST(PredicateParsing, PrintsACanonicalFormat) {
@@ -182,13 +186,6 @@ TEST(PredicateParsing, ComposedPredicatesAreBoundedToo) {
     EXPECT_THROW(Predicate::notPredicateWithSubpredicate(p), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::orPredicateWithSubpredicates({Predicate::predicateWithValue(true), p}),
                  kq::InvalidArgumentException);
-}
-
-TEST(PredicateParsing, ArgumentConversionsTakeValues) {
-    EXPECT_EQ(formatOf("a == %d AND b == %i AND c == %f AND d == %s", {Value(3.9), Value(true), Value(2), Value("s")}),
-              "a == 3 AND b == 1 AND c == 2.0 AND d == \"s\"");
-    EXPECT_EQ(formatOf("%K.name == %ld", {Value("owner.group"), Value(5)}), "owner.group.name == 5");
-    EXPECT_EQ(formatOf("a == %@", {Value()}), "a == nil");
 }
 
 TEST(PredicateParsing, CompoundFactories) {
