@@ -70,6 +70,10 @@ TEST(PropertyList, EveryKindSurvivesBothFormatsInOrder) {
         EXPECT_EQ(*back, sample());
         EXPECT_EQ(back->asDictionary()->keys().front(), "CFBundleIdentifier");
     }
+    // Past 65 536 objects a reference takes four bytes.
+    kq::Array many;
+    for (int i = 0; i < 70000; ++i) many.emplace_back(i);
+    EXPECT_TRUE(PropertyList::read(PropertyList::write(many, PropertyListFormat::Binary)) == Value(many));
 }
 
 TEST(PropertyList, EdgeValuesKeepEveryBitInBinary) {
