@@ -10,6 +10,8 @@
 namespace {
 
 using kqtest::ScopedEnvironment;
+using Strings = std::vector<std::string>;
+using Env = std::initializer_list<std::pair<const char*, const char*>>;
 constexpr std::initializer_list<const char*> kLocaleAndResources = {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG",
                                                                     "KQFOUNDATION_RESOURCES"};
 
@@ -23,37 +25,37 @@ std::string text(const std::optional<kq::Data>& data) {
     return data ? std::string(data->begin(), data->end()) : "<missing>";
 }
 
+Strings preferred(const kq::Bundle& bundle, Env env) {
+    ScopedEnvironment scoped(env);
+    return bundle.preferredLocalizations();
+}
+
 class BundleTests : public ::testing::Test {
 protected:
     kqtest::TemporaryDirectory dir;
 
     /// Foo.app: Contents/Info.plist, resources in Contents/Resources.
-    std::string makeApplicationBundle(const std::string& name = "Foo.app",
-                                      const char* developmentRegion = "en") {
-        dir.writeFile(name + "/Contents/Info.plist",
-                      infoPlist({{"CFBundleIdentifier", "com.example.foo"},
-                                 {"CFBundleDevelopmentRegion", developmentRegion}}));
-        dir.writeFile(name + "/Contents/MacOS/foo", "#!/bin/sh\n");
-        dir.writeFile(name + "/Contents/Resources/Icon.icns", "icon");
-        dir.writeFile(name + "/Contents/Resources/Scripts/run.sh", "run");
-        dir.writeFile(name + "/Contents/Resources/en.lproj/Localizable.strings",
-                      "\"Open\" = \"Open\";\n\"Close\" = \"Close\";\n");
-        dir.writeFile(name + "/Contents/Resources/de.lproj/Localizable.strings", "\"Open\" = \"Öffnen\";\n");
-        dir.writeFile(name + "/Contents/Resources/de.lproj/Menu.strings", "\"File\" = \"Ablage\";\n");
-        dir.writeFile(name + "/Contents/Resources/de.lproj/Readme.txt", "Lies mich");
-        dir.writeFile(name + "/Contents/Resources/en.lproj/Readme.txt", "Read me");
+    std::string makeApplicationBundle(const std::string& name = "Foo.app", const char* developmentRegion = "en") {
+        const std::string resources = name + "/Contents/Resources/";
+        dir.writeFile(name + "/Contents/Info.plist", infoPlist({{"CFBundleIdentifier", "com.example.foo"},
+                                                                {"CFBundleDevelopmentRegion", developmentRegion}}));
+        dir.writeFile(resources + "Icon.icns", "icon");
+        dir.writeFile(resources + "Scripts/run.sh", "run");
+        dir.writeFile(resources + "en.lproj/Localizable.strings", "\"Open\" = \"Open\";\n\"Close\" = \"Close\";\n");
+        dir.writeFile(resources + "de.lproj/Localizable.strings", "\"Open\" = \"Öffnen\";\n");
+        dir.writeFile(resources + "de.lproj/Menu.strings", "\"File\" = \"Ablage\";\n");
+        dir.writeFile(resources + "de.lproj/Readme.txt", "Lies mich");
+        dir.writeFile(resources + "en.lproj/Readme.txt", "Read me");
         return dir / name;
     }
 
     /// Flat bundle: everything at the top.
-    std::string makeFlatBundle(const std::string& name, std::initializer_list<const char*> localizations) {
+    std::shared_ptr<kq::Bundle> makeFlatBundle(const std::string& name, std::initializer_list<const char*> localizations) {
         dir.writeFile(name + "/Info.plist", infoPlist({{"CFBundleIdentifier", "com.example.flat"}}));
         dir.writeFile(name + "/data.json", "{}");
-        for (const char* l : localizations) {
-            dir.writeFile(name + "/" + l + ".lproj/Localizable.strings",
-                          std::string("\"Language\" = \"") + l + "\";\n");
-        }
-        return dir / name;
+        for (const char* l : localizations)
+            dir.writeFile(name + "/" + l + ".lproj/Localizable.strings", std::string("\"Language\" = \"") + l + "\";\n");
+        return kq::Bundle::bundleWithPath(dir / name);
     }
 };
 
@@ -61,34 +63,28 @@ TEST_F(BundleTests, ApplicationBundleReadsInfoAndFindsResources) {
     ScopedEnvironment env({{"LANG", "en_US.UTF-8"}});
     auto bundle = kq::Bundle::bundleWithPath(makeApplicationBundle());
     ASSERT_TRUE(bundle);
+    const std::string resources = dir / "Foo.app/Contents/Resources";
     EXPECT_EQ(bundle->bundlePath(), dir / "Foo.app");
-    EXPECT_EQ(bundle->resourcePath(), dir / "Foo.app/Contents/Resources");
+    EXPECT_EQ(bundle->resourcePath(), resources);
     EXPECT_EQ(bundle->bundleIdentifier(), "com.example.foo");
     ASSERT_TRUE(bundle->objectForInfoDictionaryKey("CFBundleDevelopmentRegion"));
 
-    EXPECT_EQ(bundle->pathForResource("Icon", "icns"), dir / "Foo.app/Contents/Resources/Icon.icns");
-    EXPECT_EQ(bundle->pathForResource("Icon.icns", ""), dir / "Foo.app/Contents/Resources/Icon.icns");
-    EXPECT_EQ(bundle->pathForResource("run", "sh", "Scripts/"),
-              dir / "Foo.app/Contents/Resources/Scripts/run.sh");
+    EXPECT_EQ(bundle->pathForResource("Icon", "icns"), resources + "/Icon.icns");
+    EXPECT_EQ(bundle->pathForResource("Icon.icns", ""), resources + "/Icon.icns");
+    EXPECT_EQ(bundle->URLForResource("Icon", "icns")->path(), resources + "/Icon.icns");
+    EXPECT_EQ(bundle->pathForResource("run", "sh", "Scripts/"), resources + "/Scripts/run.sh");
     EXPECT_EQ(text(bundle->dataForResource("Readme", "txt")), "Read me") << "localized resource, English user";
     EXPECT_FALSE(bundle->pathForResource("Missing", "txt"));
     EXPECT_FALSE(bundle->pathForResource("", "txt"));
     EXPECT_FALSE(bundle->dataForResource("Scripts", "")) << "a folder has a path but no bytes";
     EXPECT_TRUE(bundle->pathForResource("Scripts", ""));
+    EXPECT_EQ((Strings{"de", "en"}), bundle->localizations());
 
-    auto url = bundle->URLForResource("Icon", "icns");
-    ASSERT_TRUE(url);
-    EXPECT_EQ(url->path(), dir / "Foo.app/Contents/Resources/Icon.icns");
-    EXPECT_EQ((std::vector<std::string>{"de", "en"}), bundle->localizations());
-}
-
-TEST_F(BundleTests, FlatBundleKeepsEverythingAtTheTop) {
-    auto bundle = kq::Bundle::bundleWithPath(makeFlatBundle("Plugin.bundle", {"fr"}));
-    ASSERT_TRUE(bundle);
-    EXPECT_EQ(bundle->resourcePath(), dir / "Plugin.bundle");
-    EXPECT_EQ(bundle->bundleIdentifier(), "com.example.flat");
-    EXPECT_EQ(bundle->pathForResource("data", "json"), dir / "Plugin.bundle/data.json");
-    EXPECT_EQ((std::vector<std::string>{"fr"}), bundle->localizations());
+    auto flat = makeFlatBundle("Plugin.bundle", {"fr"});
+    EXPECT_EQ(flat->resourcePath(), dir / "Plugin.bundle");
+    EXPECT_EQ(flat->bundleIdentifier(), "com.example.flat");
+    EXPECT_EQ(flat->pathForResource("data", "json"), dir / "Plugin.bundle/data.json");
+    EXPECT_EQ((Strings{"fr"}), flat->localizations());
 }
 
 TEST_F(BundleTests, MissingOrUnreadableBundles) {
@@ -105,7 +101,6 @@ TEST_F(BundleTests, MissingOrUnreadableBundles) {
     EXPECT_FALSE(broken->bundleIdentifier());
     auto bare = kq::Bundle::bundleWithPath(dir.makeDirectory("Bare"));
     ASSERT_TRUE(bare);
-    EXPECT_TRUE(bare->infoDictionary().empty());
     EXPECT_TRUE(bare->localizations().empty());
     EXPECT_TRUE(bare->preferredLocalizations().empty());
     EXPECT_EQ(bare->localizedString("key", "fallback"), "fallback");
@@ -122,59 +117,30 @@ TEST_F(BundleTests, OneFolderGivesOneBundleObjectHoweverSpelled) {
 }
 
 TEST_F(BundleTests, UserLanguagesComeFromTheLocaleVariables) {
-    {
-        ScopedEnvironment env({{"LANGUAGE", "fr_CA:de"}, {"LC_ALL", "es_ES.UTF-8@euro"}, {"LANG", "it_IT"}});
-        EXPECT_EQ((std::vector<std::string>{"fr-CA", "fr", "de", "es-ES", "es"}), kq::Bundle::preferredLanguages());
-    }
-    {
-        ScopedEnvironment env({{"LC_MESSAGES", "pt_BR"}, {"LANG", "it_IT"}});
-        EXPECT_EQ((std::vector<std::string>{"pt-BR", "pt"}), kq::Bundle::preferredLanguages());
-    }
-    for (const char* none : {"C", "POSIX", "C.UTF-8", ""}) {
-        ScopedEnvironment env({{"LANG", none}});
-        EXPECT_TRUE(kq::Bundle::preferredLanguages().empty()) << none;
-    }
+    const auto languages = [](Env env) {
+        ScopedEnvironment scoped(env);
+        return kq::Bundle::preferredLanguages();
+    };
+    EXPECT_EQ((Strings{"fr-CA", "fr", "de", "es-ES", "es"}),
+              languages({{"LANGUAGE", "fr_CA:de"}, {"LC_ALL", "es_ES.UTF-8@euro"}, {"LANG", "it_IT"}}));
+    EXPECT_EQ((Strings{"pt-BR", "pt"}), languages({{"LC_MESSAGES", "pt_BR"}, {"LANG", "it_IT"}}));
+    for (const char* none : {"C", "POSIX", "C.UTF-8", ""}) EXPECT_TRUE(languages({{"LANG", none}}).empty()) << none;
 }
 
 TEST_F(BundleTests, PreferredLocalizationsFollowTheUserThenDevelopmentRegionThenEnglish) {
     auto bundle = kq::Bundle::bundleWithPath(makeApplicationBundle("Foo.app", "de"));
-    {
-        ScopedEnvironment env({{"LANG", "de_DE.UTF-8"}});
-        EXPECT_EQ((std::vector<std::string>{"de", "en"}), bundle->preferredLocalizations());
-    }
-    {
-        ScopedEnvironment env({{"LANGUAGE", "ja:en"}, {"LANG", "de_DE.UTF-8"}});
-        EXPECT_EQ((std::vector<std::string>{"en", "de"}), bundle->preferredLocalizations());
-    }
-    {
-        ScopedEnvironment env({{"LANG", "C"}});
-        EXPECT_EQ((std::vector<std::string>{"de", "en"}), bundle->preferredLocalizations())
-            << "no user language: the development region first";
-    }
-}
+    EXPECT_EQ((Strings{"de", "en"}), preferred(*bundle, {{"LANG", "de_DE.UTF-8"}}));
+    EXPECT_EQ((Strings{"en", "de"}), preferred(*bundle, {{"LANGUAGE", "ja:en"}, {"LANG", "de_DE.UTF-8"}}));
+    EXPECT_EQ((Strings{"de", "en"}), preferred(*bundle, {{"LANG", "C"}})) << "no user language: development region";
 
-TEST_F(BundleTests, LanguageCodesMatchLegacyNamesAndRegionFolders) {
-    std::string path = makeFlatBundle("Old.bundle", {"English", "German", "pt_BR", "Base"});
-    auto bundle = kq::Bundle::bundleWithPath(path);
-    {
-        ScopedEnvironment env({{"LANG", "de_AT.UTF-8"}});
-        EXPECT_EQ((std::vector<std::string>{"German", "English"}), bundle->preferredLocalizations());
-        EXPECT_EQ(bundle->localizedString("Language"), "German");
-    }
-    {
-        ScopedEnvironment env({{"LANGUAGE", "pt_BR"}});
-        EXPECT_EQ((std::vector<std::string>{"pt_BR", "English"}), bundle->preferredLocalizations());
-    }
-    {
-        ScopedEnvironment env({{"LANG", "ko_KR"}});
-        EXPECT_EQ((std::vector<std::string>{"English"}), bundle->preferredLocalizations())
-            << "Base is searched, but is not a language";
-    }
-    auto onlyBase = kq::Bundle::bundleWithPath(makeFlatBundle("Base.bundle", {"Base"}));
-    EXPECT_EQ((std::vector<std::string>{"Base"}), onlyBase->preferredLocalizations());
-    auto noEnglish = kq::Bundle::bundleWithPath(makeFlatBundle("Czech.bundle", {"cs", "sk"}));
-    ScopedEnvironment env({{"LANG", "C"}});
-    EXPECT_EQ((std::vector<std::string>{"cs"}), noEnglish->preferredLocalizations());
+    auto old = makeFlatBundle("Old.bundle", {"English", "German", "pt_BR", "Base"});
+    EXPECT_EQ((Strings{"German", "English"}), preferred(*old, {{"LANG", "de_AT.UTF-8"}}));
+    EXPECT_EQ((Strings{"pt_BR", "English"}), preferred(*old, {{"LANGUAGE", "pt_BR"}}));
+    EXPECT_EQ((Strings{"English"}), preferred(*old, {{"LANG", "ko_KR"}})) << "Base is searched, but is not a language";
+    EXPECT_EQ((Strings{"Base"}), preferred(*makeFlatBundle("Base.bundle", {"Base"}), {}));
+    EXPECT_EQ((Strings{"cs"}), preferred(*makeFlatBundle("Czech.bundle", {"cs", "sk"}), {{"LANG", "C"}}));
+    ScopedEnvironment env({{"LANG", "de_AT.UTF-8"}});
+    EXPECT_EQ(old->localizedString("Language"), "German");
 }
 
 TEST_F(BundleTests, LocalizedStringsFallBackThroughLocalizationsToTheGivenValue) {
@@ -185,24 +151,30 @@ TEST_F(BundleTests, LocalizedStringsFallBackThroughLocalizationsToTheGivenValue)
     dir.writeFile("Foo.app/Contents/Resources/en.lproj/Broken.strings", "\"Open\" = \"Open (en)\";");
     auto bundle = kq::Bundle::bundleWithPath(path);
     ScopedEnvironment env({{"LANG", "de_DE.UTF-8"}});
-    EXPECT_EQ(bundle->localizedString("Open"), "Öffnen");
-    EXPECT_EQ(bundle->localizedString("Close"), "Close") << "missing in German, found in English";
-    EXPECT_EQ(bundle->localizedString("Quit"), "Quit (Base)");
-    EXPECT_EQ(bundle->localizedString("Help"), "Help (any)");
-    EXPECT_EQ(bundle->localizedString("File", "", "Menu"), "Ablage");
-    EXPECT_EQ(bundle->localizedString("Nope", "Default"), "Default");
-    EXPECT_EQ(bundle->localizedString("Nope"), "Nope");
-    EXPECT_EQ(bundle->localizedString("Open", "", "NoSuchTable"), "Open");
-    EXPECT_EQ(bundle->localizedString("Open", "", "Broken"), "Open (en)") << "an unreadable table is skipped";
+    const struct {
+        const char *key, *fallback, *table, *expected;
+    } rows[] = {
+        {"Open", "", "", "Öffnen"},
+        {"Close", "", "", "Close"},  // missing in German, found in English
+        {"Quit", "", "", "Quit (Base)"},
+        {"Help", "", "", "Help (any)"},
+        {"File", "", "Menu", "Ablage"},
+        {"Nope", "Default", "", "Default"},
+        {"Nope", "", "", "Nope"},
+        {"Open", "", "NoSuchTable", "Open"},
+        {"Open", "", "Broken", "Open (en)"},  // an unreadable table is skipped
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(std::string(r.key) + " in " + r.table);
+        EXPECT_EQ(bundle->localizedString(r.key, r.fallback, r.table), r.expected);
+    }
     EXPECT_EQ(text(bundle->dataForResource("Readme", "txt")), "Lies mich");
 }
 
 TEST_F(BundleTests, MainBundleIsTheProgramsFolderUnlessSet) {
     auto main = kq::Bundle::mainBundle();
     ASSERT_TRUE(main);
-    EXPECT_EQ(std::filesystem::canonical(main->bundlePath()),
-              std::filesystem::canonical("/proc/self/exe").parent_path());
-
+    EXPECT_EQ(std::filesystem::canonical(main->bundlePath()), std::filesystem::canonical("/proc/self/exe").parent_path());
     auto app = kq::Bundle::bundleWithPath(makeApplicationBundle());
     kq::Bundle::setMainBundle(app);
     EXPECT_EQ(kq::Bundle::mainBundle(), app);
@@ -225,13 +197,11 @@ TEST_F(BundleTests, LibraryResourcesAreCompiledInAndFoundByName) {
     int count = 0;
     for (auto& entry : std::filesystem::recursive_directory_iterator(resources)) {
         if (!entry.is_regular_file()) continue;
-        std::string relative = entry.path().lexically_relative(resources).string();
+        const std::filesystem::path relative = entry.path().lexically_relative(resources);
         std::ifstream in(entry.path(), std::ios::binary);
         std::string contents((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        auto slash = relative.rfind('/');
-        std::string subdirectory = slash == std::string::npos ? "" : relative.substr(0, slash);
-        std::string name = slash == std::string::npos ? relative : relative.substr(slash + 1);
-        EXPECT_EQ(text(library->dataForResource(name, "", subdirectory)), contents) << relative;
+        EXPECT_EQ(text(library->dataForResource(relative.filename().string(), "", relative.parent_path().string())),
+                  contents) << relative;
         ++count;
     }
     EXPECT_GE(count, 2);
@@ -245,8 +215,7 @@ TEST_F(BundleTests, LibraryResourcesCanComeFromAFolder) {
     kq::Bundle::setLibraryResourcesPath(dir / "res");
     EXPECT_EQ(kq::Bundle::libraryBundle()->bundlePath(), dir / "res");
     EXPECT_EQ(kq::Bundle::libraryBundle()->localizedString("bytes"), "octets");
-    EXPECT_EQ(kq::Bundle::libraryBundle()->pathForResource("LeftoversScanners", "plist"),
-              dir / "res/LeftoversScanners.plist");
+    EXPECT_EQ(kq::Bundle::libraryBundle()->pathForResource("LeftoversScanners", "plist"), dir / "res/LeftoversScanners.plist");
 
     kq::Bundle::setLibraryResourcesPath(dir / "missing");
     EXPECT_EQ(kq::Bundle::libraryBundle()->bundlePath(), "") << "falls back to the compiled-in resources";

@@ -7,85 +7,67 @@
 namespace {
 
 using Strings = std::vector<std::string>;
+using Unary = std::string (*)(std::string_view);
+using Binary = std::string (*)(std::string_view, std::string_view);
 
-TEST(PathUtilities, LastComponentAndExtension) {
-    EXPECT_EQ(kq::lastPathComponent("/a/b.txt"), "b.txt");
-    EXPECT_EQ(kq::lastPathComponent("/a/b///"), "b");
-    EXPECT_EQ(kq::lastPathComponent("/"), "/");
-    EXPECT_EQ(kq::lastPathComponent("///"), "/");
-    EXPECT_EQ(kq::lastPathComponent(""), "");
-    EXPECT_EQ(kq::lastPathComponent("name"), "name");
-
-    EXPECT_EQ(kq::pathExtension("/a/b.tar.gz"), "gz");
-    EXPECT_EQ(kq::pathExtension("/a/Safari.app/"), "app");
-    EXPECT_EQ(kq::pathExtension("~/.Trash"), "");
-    EXPECT_EQ(kq::pathExtension(".profile.bak"), "bak");
-    EXPECT_EQ(kq::pathExtension("/a.b/c"), "");  // a dot in a parent is not an extension
-    EXPECT_EQ(kq::pathExtension("a."), "");
-    EXPECT_EQ(kq::pathExtension("/"), "");
+TEST(PathUtilities, SinglePathOperations) {
+    const struct {
+        Unary f;
+        const char* name;
+        std::vector<std::pair<const char*, const char*>> rows;
+    } table[] = {
+        {kq::lastPathComponent, "last", {{"/a/b.txt", "b.txt"}, {"/a/b///", "b"}, {"/", "/"}, {"///", "/"}, {"", ""}, {"name", "name"}}},
+        {kq::pathExtension, "extension",
+         {{"/a/b.tar.gz", "gz"}, {"/a/Safari.app/", "app"}, {"~/.Trash", ""}, {".profile.bak", "bak"},
+          {"/a.b/c", ""} /* a dot in a parent is not an extension */, {"a.", ""}, {"/", ""}}},
+        {kq::stringByDeletingLastPathComponent, "deleteLast",
+         {{"/tmp/x.tiff", "/tmp"}, {"/tmp/lock/", "/tmp"}, {"/tmp", "/"}, {"/", "/"}, {"x.tiff", ""}, {"a//b", "a"}, {"//b", "/"}}},
+        {kq::stringByDeletingPathExtension, "deleteExtension",
+         {{"/tmp/x.tiff", "/tmp/x"}, {"/tmp/Safari.app/", "/tmp/Safari"}, {"/tmp/.Trash", "/tmp/.Trash"},
+          {"/a.b/c", "/a.b/c"}, {"x..tiff", "x."}, {"/", "/"}}},
+        {kq::stringByStandardizingPath, "standardize",
+         {{"/a/./b/../c/", "/a/c"}, {"//a///b", "/a/b"}, {"/../..", "/"}, {"../a/../../b", "../../b"}, {"a/..", "."},
+          {"/a/.hidden/./x", "/a/.hidden/x"}, {"", ""}}},
+    };
+    for (const auto& t : table) {
+        for (const auto& [in, out] : t.rows) {
+            SCOPED_TRACE(std::string(t.name) + " of \"" + in + "\"");
+            EXPECT_EQ(t.f(in), out);
+        }
+    }
 }
 
-TEST(PathUtilities, Components) {
-    EXPECT_EQ(kq::pathComponents("/a/b"), (Strings{"/", "a", "b"}));
-    EXPECT_EQ(kq::pathComponents("a/b/"), (Strings{"a", "b", "/"}));
-    EXPECT_EQ(kq::pathComponents("/a//b"), (Strings{"/", "a", "b"}));
-    EXPECT_EQ(kq::pathComponents("/"), (Strings{"/"}));
-    EXPECT_EQ(kq::pathComponents(""), Strings{});
+TEST(PathUtilities, AppendingComponentsAndExtensions) {
+    const struct {
+        Binary f;
+        const char *path, *piece, *expected;
+    } rows[] = {
+        {kq::stringByAppendingPathComponent, "/tmp", "x", "/tmp/x"},  {kq::stringByAppendingPathComponent, "/tmp/", "x", "/tmp/x"},
+        {kq::stringByAppendingPathComponent, "/", "x", "/x"},         {kq::stringByAppendingPathComponent, "", "x", "x"},
+        {kq::stringByAppendingPathComponent, "/tmp", "", "/tmp"},     {kq::stringByAppendingPathComponent, "/", "", "/"},
+        {kq::stringByAppendingPathComponent, "/tmp", "/x//y/", "/tmp/x/y"},
+        {kq::stringByAppendingPathExtension, "/tmp/x.old", "tiff", "/tmp/x.old.tiff"},
+        {kq::stringByAppendingPathExtension, "/tmp/", "tiff", "/tmp.tiff"}, {kq::stringByAppendingPathExtension, "x", "", "x"},
+        {kq::stringByAppendingPathExtension, "/", "tiff", "/"},       {kq::stringByAppendingPathExtension, "x", "a/b", "x"},
+    };
+    for (const auto& r : rows) {
+        SCOPED_TRACE(std::string(r.path) + " + " + r.piece);
+        EXPECT_EQ(r.f(r.path, r.piece), r.expected);
+    }
+    for (const auto& [path, components] : std::vector<std::pair<const char*, Strings>>{
+             {"/a/b", {"/", "a", "b"}}, {"a/b/", {"a", "b", "/"}}, {"/a//b", {"/", "a", "b"}}, {"/", {"/"}}, {"", {}}})
+        EXPECT_EQ(kq::pathComponents(path), components) << path;
 }
 
-TEST(PathUtilities, AppendingAndDeletingComponents) {
-    EXPECT_EQ(kq::stringByAppendingPathComponent("/tmp", "x"), "/tmp/x");
-    EXPECT_EQ(kq::stringByAppendingPathComponent("/tmp/", "x"), "/tmp/x");
-    EXPECT_EQ(kq::stringByAppendingPathComponent("/", "x"), "/x");
-    EXPECT_EQ(kq::stringByAppendingPathComponent("", "x"), "x");
-    EXPECT_EQ(kq::stringByAppendingPathComponent("/tmp", ""), "/tmp");
-    EXPECT_EQ(kq::stringByAppendingPathComponent("/tmp", "/x//y/"), "/tmp/x/y");
-    EXPECT_EQ(kq::stringByAppendingPathComponent("/", ""), "/");
-
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("/tmp/x.tiff"), "/tmp");
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("/tmp/lock/"), "/tmp");
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("/tmp"), "/");
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("/"), "/");
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("x.tiff"), "");
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("a//b"), "a");
-    EXPECT_EQ(kq::stringByDeletingLastPathComponent("//b"), "/");
-}
-
-TEST(PathUtilities, AppendingAndDeletingExtensions) {
-    EXPECT_EQ(kq::stringByAppendingPathExtension("/tmp/x.old", "tiff"), "/tmp/x.old.tiff");
-    EXPECT_EQ(kq::stringByAppendingPathExtension("/tmp/", "tiff"), "/tmp.tiff");
-    EXPECT_EQ(kq::stringByAppendingPathExtension("x", ""), "x");
-    EXPECT_EQ(kq::stringByAppendingPathExtension("/", "tiff"), "/");
-    EXPECT_EQ(kq::stringByAppendingPathExtension("x", "a/b"), "x");
-
-    EXPECT_EQ(kq::stringByDeletingPathExtension("/tmp/x.tiff"), "/tmp/x");
-    EXPECT_EQ(kq::stringByDeletingPathExtension("/tmp/Safari.app/"), "/tmp/Safari");
-    EXPECT_EQ(kq::stringByDeletingPathExtension("/tmp/.Trash"), "/tmp/.Trash");
-    EXPECT_EQ(kq::stringByDeletingPathExtension("/a.b/c"), "/a.b/c");
-    EXPECT_EQ(kq::stringByDeletingPathExtension("x..tiff"), "x.");
-    EXPECT_EQ(kq::stringByDeletingPathExtension("/"), "/");
-}
-
-TEST(PathUtilities, StandardizingIsLexicalAndExpandsTilde) {
-    EXPECT_EQ(kq::stringByStandardizingPath("/a/./b/../c/"), "/a/c");
-    EXPECT_EQ(kq::stringByStandardizingPath("//a///b"), "/a/b");
-    EXPECT_EQ(kq::stringByStandardizingPath("/../.."), "/");
-    EXPECT_EQ(kq::stringByStandardizingPath("../a/../../b"), "../../b");
-    EXPECT_EQ(kq::stringByStandardizingPath("a/.."), ".");
-    EXPECT_EQ(kq::stringByStandardizingPath("/a/.hidden/./x"), "/a/.hidden/x");
-    EXPECT_EQ(kq::stringByStandardizingPath(""), "");
-
+TEST(PathUtilities, AbsolutePathsAreLexicalAndKeepTildeLiteral) {
     const std::string cwd = std::filesystem::current_path().string();
     EXPECT_EQ(kq::absolutePath("/a/./b/../c//"), "/a/c");
     EXPECT_EQ(kq::absolutePath("/a/./b/../c//", false), "/a/./b/../c");
     EXPECT_EQ(kq::absolutePath("x//y/", false), kq::stringByAppendingPathComponent(cwd, "x/y"));
     EXPECT_EQ(kq::absolutePath("x/.."), cwd);
     EXPECT_EQ(kq::absolutePath("~", false), kq::stringByAppendingPathComponent(cwd, "~"));
-
-    EXPECT_TRUE(kq::isAbsolutePath("/x"));
-    EXPECT_TRUE(kq::isAbsolutePath("~/x"));
-    EXPECT_FALSE(kq::isAbsolutePath("x/y"));
-    EXPECT_FALSE(kq::isAbsolutePath(""));
+    for (const char* path : {"/x", "~/x"}) EXPECT_TRUE(kq::isAbsolutePath(path)) << path;
+    for (const char* path : {"x/y", ""}) EXPECT_FALSE(kq::isAbsolutePath(path)) << path;
 }
 
 TEST(PercentEscapes, EscapesIllegalBytesAndRequestedCharacters) {
@@ -103,12 +85,9 @@ TEST(PercentEscapes, RoundTripAndValidation) {
         EXPECT_EQ(back, text);
     }
     std::string out = "untouched";
-    EXPECT_FALSE(kq::stringByRemovingPercentEscapes("%", out));
-    EXPECT_FALSE(kq::stringByRemovingPercentEscapes("a%2", out));
-    EXPECT_FALSE(kq::stringByRemovingPercentEscapes("%G1", out));
-    EXPECT_FALSE(kq::stringByRemovingPercentEscapes("%FF", out));        // not UTF-8
-    EXPECT_FALSE(kq::stringByRemovingPercentEscapes("%C0%AF", out));     // overlong "/"
-    EXPECT_FALSE(kq::stringByRemovingPercentEscapes("%ED%A0%80", out));  // surrogate
+    // Cut short, not hex, not UTF-8, overlong "/", an encoded surrogate.
+    for (const char* bad : {"%", "a%2", "%G1", "%FF", "%C0%AF", "%ED%A0%80"})
+        EXPECT_FALSE(kq::stringByRemovingPercentEscapes(bad, out)) << bad;
     EXPECT_EQ(out, "untouched");
     EXPECT_TRUE(kq::stringByRemovingPercentEscapes("a+b%2b", out));
     EXPECT_EQ(out, "a+b+");

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
+#include <filesystem>
 #include <memory>
 #include <unordered_set>
 
@@ -21,6 +20,8 @@ TEST(FileURL, EscapesPathAndMarksDirectories) {
     EXPECT_EQ(kq::describe(folder), folder.absoluteString());
     EXPECT_EQ(URL::fileURLWithPath("/", true).absoluteString(), "file:///");
     EXPECT_EQ(URL::fileURLWithPath("/x//y/", false).path(), "/x/y");
+    EXPECT_EQ(URL::fileURLWithPath("rel/x", false).path(),
+              (std::filesystem::current_path() / "rel/x").lexically_normal().string());
 
     // Parsing the text gives the same URL back.
     auto parsed = URL::URLWithString(folder.absoluteString());
@@ -42,13 +43,6 @@ TEST(FileURL, AsksTheFileSystemOnlyWithoutAType) {
     URL base = URL::fileURLWithPath(tmp.path(), true);
     EXPECT_TRUE(base.URLByAppendingPathComponent("Folder").hasDirectoryPath());
     EXPECT_FALSE(base.URLByAppendingPathComponent("file.txt").hasDirectoryPath());
-}
-
-TEST(FileURL, ExpandsTildeAndMakesRelativePathsAbsolute) {
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
-    std::string expected = std::string(cwd) == "/" ? "/rel/x" : std::string(cwd) + "/rel/x";
-    EXPECT_EQ(URL::fileURLWithPath("rel/x", false).path(), expected);
 }
 
 TEST(FileURL, PathOperations) {
@@ -120,9 +114,7 @@ TEST(NetworkURL, RejectsInvalidText) {
 }
 
 TEST(NetworkURL, FileSchemeTextBecomesAFileURL) {
-    auto local = URL::URLWithString("file://localhost/tmp/a%20b");
-    ASSERT_TRUE(local);
-    EXPECT_EQ(*local, URL::fileURLWithPath("/tmp/a b", false));
+    EXPECT_EQ(URL::URLWithString("file://localhost/tmp/a%20b"), URL::fileURLWithPath("/tmp/a b", false));
 
     // A query keeps the text as it is, and it is still a file URL.
     auto withQuery = URL::URLWithString("file:///tmp/x?y=1");
@@ -142,12 +134,8 @@ TEST(NetworkURL, PathOperationsKeepQueryAndFragment) {
     EXPECT_EQ(url->URLByDeletingLastPathComponent().URLByAppendingPathComponent("a b?").absoluteString(),
               "https://h/docs/a%20b%3F?x=1#top");
 
-    auto host = URL::URLWithString("https://h");
-    ASSERT_TRUE(host);
-    EXPECT_EQ(host->URLByAppendingPathComponent("x", true).absoluteString(), "https://h/x/");
-    auto messy = URL::URLWithString("https://h/a/./b/../c/");
-    ASSERT_TRUE(messy);
-    EXPECT_EQ(messy->URLByStandardizingPath().absoluteString(), "https://h/a/c/");
+    EXPECT_EQ(URL::URLWithString("https://h")->URLByAppendingPathComponent("x", true).absoluteString(), "https://h/x/");
+    EXPECT_EQ(URL::URLWithString("https://h/a/./b/../c/")->URLByStandardizingPath().absoluteString(), "https://h/a/c/");
 }
 
 TEST(URLEquality, DistinguishesKindsAndWorksInSets) {
@@ -158,7 +146,6 @@ TEST(URLEquality, DistinguishesKindsAndWorksInSets) {
     std::unordered_set<URL> set{*text, *text, URL::fileURLWithPath("/x", false)};
     EXPECT_EQ(set.size(), 2u);
     EXPECT_TRUE(URL().empty());
-    EXPECT_EQ(URL().absoluteString(), "");
 }
 
 }  // namespace

@@ -10,51 +10,48 @@ constexpr FoldOptions kCase{true, false};
 constexpr FoldOptions kDiacritics{false, true};
 constexpr FoldOptions kBoth{true, true};
 
-TEST(UnicodeText, FoldsCaseTheUnicodeWay) {
-    EXPECT_EQ(kq::foldForComparison("Café.APP", true, false), "café.app");
-    EXPECT_EQ(kq::foldForComparison("STRASSE", true, false), kq::foldForComparison("straße", true, false));
-    EXPECT_EQ(kq::foldForComparison("ΣΊΣΥΦΟΣ", true, false), kq::foldForComparison("σίσυφος", true, false));
-    // Without options the text stays byte for byte what it was.
-    EXPECT_EQ(kq::foldForComparison("Cafe\u0301", false, false), "Cafe\u0301");
-}
-
-TEST(UnicodeText, DropsDiacriticsAndUnifiesCanonicalForms) {
-    EXPECT_EQ(kq::foldForComparison("Crème Brûlée", false, true), "Creme Brulee");
-    EXPECT_EQ(kq::foldForComparison("Crème", true, true), "creme");
+TEST(UnicodeText, FoldsCaseAndDiacriticsTheUnicodeWay) {
+    const auto fold = [](std::string_view text, FoldOptions options) { return kq::foldForComparison(text, options); };
+    EXPECT_EQ(fold("Café.APP", kCase), "café.app");
+    EXPECT_EQ(fold("STRASSE", kCase), fold("straße", kCase));
+    EXPECT_EQ(fold("ΣΊΣΥΦΟΣ", kCase), fold("σίσυφος", kCase));
+    EXPECT_EQ(fold("Cafe\u0301", {}), "Cafe\u0301");  // without options, byte for byte
+    EXPECT_EQ(fold("Crème Brûlée", kDiacritics), "Creme Brulee");
+    EXPECT_EQ(fold("Crème", kBoth), "creme");
     // Precomposed and decomposed spellings are the same text once folded.
-    EXPECT_EQ(kq::foldForComparison("caf\u00e9", true, false), kq::foldForComparison("cafe\u0301", true, false));
-    EXPECT_NE(kq::foldForComparison("café", true, false), "cafe");
+    EXPECT_EQ(fold("caf\u00e9", kCase), fold("cafe\u0301", kCase));
+    EXPECT_NE(fold("café", kCase), "cafe");
 }
 
-TEST(UnicodeText, SuffixTakesTheUnicodePathWhenTheTailIsNotASCII) {
-    EXPECT_TRUE(kq::hasSuffixCaseInsensitive("/Applications/Café.app", "É.APP"));
-    EXPECT_TRUE(kq::hasSuffixCaseInsensitive("/Applications/Cafe\u0301.app", "\u00c9.APP"));
-    EXPECT_TRUE(kq::hasSuffixCaseInsensitive("Große", "SSE"));
-    EXPECT_TRUE(kq::hasSuffixCaseInsensitive("/A/Preview.APP", ".app"));
-    EXPECT_FALSE(kq::hasSuffixCaseInsensitive("/A/Preview.apps", ".app"));
-    EXPECT_FALSE(kq::hasSuffixCaseInsensitive("pp", ".app"));
-    // The Kelvin sign folds to an ASCII "k": the short-cut must not decide alone.
-    EXPECT_TRUE(kq::hasSuffixCaseInsensitive("x.\u212a", ".k"));
+TEST(UnicodeText, CaseInsensitivePrefixSuffixEqualsContains) {
+    using Test = bool (*)(std::string_view, std::string_view);
+    const struct {
+        Test f;
+        const char *text, *needle;
+        bool expected;
+    } rows[] = {
+        {kq::hasSuffixCaseInsensitive, "/Applications/Café.app", "É.APP", true},
+        {kq::hasSuffixCaseInsensitive, "/Applications/Cafe\u0301.app", "\u00c9.APP", true},
+        {kq::hasSuffixCaseInsensitive, "Große", "SSE", true},
+        {kq::hasSuffixCaseInsensitive, "/A/Preview.APP", ".app", true},
+        {kq::hasSuffixCaseInsensitive, "/A/Preview.apps", ".app", false},
+        {kq::hasSuffixCaseInsensitive, "pp", ".app", false},
+        {kq::hasSuffixCaseInsensitive, "x.\u212a", ".k", true},  // Kelvin folds to ASCII: no ASCII short-cut alone
+        {kq::hasPrefixCaseInsensitive, "COM.example.App", "com.EXAMPLE", true},
+        {kq::hasPrefixCaseInsensitive, "Éclair", "é", true},
+        {kq::hasPrefixCaseInsensitive, "e\u0301clair", "E", false},  // "e" + acute is "é", not "e"
+        {kq::hasPrefixCaseInsensitive, "co", "com", false},
+        {kq::equalsCaseInsensitive, "ÅNGSTRÖM", "ångström", true},
+        {kq::equalsCaseInsensitive, "abc", "abd", false},
+        {kq::containsCaseInsensitive, "Library/Caches/COM.Example", "caches/com", true},
+        {kq::containsCaseInsensitive, "Ünïcödé text", "CÖD", true},
+        {kq::containsCaseInsensitive, "anything", "", true},
+        {kq::containsCaseInsensitive, "abc", "abcd", false},
+    };
+    for (const auto& r : rows) EXPECT_EQ(r.f(r.text, r.needle), r.expected) << r.text << " / " << r.needle;
     EXPECT_TRUE(kq::hasSuffixFolded("/a/Résumé.pdf", kq::foldForComparison("resume.PDF", kBoth), kBoth));
     EXPECT_FALSE(kq::hasSuffixFolded("/a/Résumé.pdf", "resume.pdf", kCase));
-}
-
-TEST(UnicodeText, PrefixRespectsACombiningMarkRightAfterIt) {
-    EXPECT_TRUE(kq::hasPrefixCaseInsensitive("COM.example.App", "com.EXAMPLE"));
-    EXPECT_TRUE(kq::hasPrefixCaseInsensitive("Éclair", "é"));
-    // "e" + combining acute is "é", which does not begin with a plain "e".
-    EXPECT_FALSE(kq::hasPrefixCaseInsensitive("e\u0301clair", "E"));
     EXPECT_TRUE(kq::hasPrefixFolded("e\u0301clair", "e", kDiacritics));
-    EXPECT_FALSE(kq::hasPrefixCaseInsensitive("co", "com"));
-}
-
-TEST(UnicodeText, EqualsContainsAndOrder) {
-    EXPECT_TRUE(kq::equalsCaseInsensitive("ÅNGSTRÖM", "ångström"));
-    EXPECT_FALSE(kq::equalsCaseInsensitive("abc", "abd"));
-    EXPECT_TRUE(kq::containsCaseInsensitive("Library/Caches/COM.Example", "caches/com"));
-    EXPECT_TRUE(kq::containsCaseInsensitive("Ünïcödé text", "CÖD"));
-    EXPECT_TRUE(kq::containsCaseInsensitive("anything", ""));
-    EXPECT_FALSE(kq::containsCaseInsensitive("abc", "abcd"));
 
     EXPECT_LT(kq::compareFolded("Apple", "banana", kCase), 0);
     EXPECT_EQ(kq::compareFolded("APPLE", "apple", kCase), 0);
@@ -64,30 +61,27 @@ TEST(UnicodeText, EqualsContainsAndOrder) {
 }
 
 TEST(UnicodeText, LikePatterns) {
-    const auto like = [](std::string_view text, std::string_view pattern, FoldOptions options = {}) {
-        return kq::matchesLikePatternFolded(text, kq::foldForComparison(pattern, options), options);
+    const struct {
+        const char *text, *pattern;
+        FoldOptions options;
+        bool expected;
+    } rows[] = {
+        {"com.example.app.plist", "com.example.*", {}, true}, {"com.example.app.plist", "*.plist", {}, true},
+        {"abc", "a?c", {}, true},          {"aéc", "a?c", {}, true} /* one character, not one byte */,
+        {"aéc", "a??c", {}, false},        {"abc", "a?", {}, false},
+        {"", "*", {}, true},               {"", "?", {}, false},
+        {"a*b", "a\\*b", {}, true},        {"axb", "a\\*b", {}, false},
+        {"what?", "what\\?", {}, true},    {"whatx", "what\\?", {}, false},
+        {"back\\slash", "back\\\\slash", {}, true},
+        {"mississippi", "*sip*", {}, true}, {"mississippi", "m*iss*ppi", {}, true}, {"mississippi", "m*iss*ppx", {}, false},
+        {"COM.Example", "com.example", {}, false}, {"COM.Example.App", "com.example.*", kCase, true},
+        {"Résumé.DOC", "resume.*", kBoth, true},
+        {"straße", "stra?e", kCase, false} /* folded, "ß" is two letters */, {"straße", "STRASS?", kCase, true},
     };
-    EXPECT_TRUE(like("com.example.app.plist", "com.example.*"));
-    EXPECT_TRUE(like("com.example.app.plist", "*.plist"));
-    EXPECT_TRUE(like("abc", "a?c"));
-    EXPECT_TRUE(like("aéc", "a?c"));  // "?" is one character, not one byte
-    EXPECT_FALSE(like("aéc", "a??c"));
-    EXPECT_FALSE(like("abc", "a?"));
-    EXPECT_TRUE(like("", "*"));
-    EXPECT_FALSE(like("", "?"));
-    EXPECT_TRUE(like("a*b", "a\\*b"));
-    EXPECT_FALSE(like("axb", "a\\*b"));
-    EXPECT_TRUE(like("what?", "what\\?"));
-    EXPECT_FALSE(like("whatx", "what\\?"));
-    EXPECT_TRUE(like("back\\slash", "back\\\\slash"));
-    EXPECT_TRUE(like("mississippi", "*sip*"));
-    EXPECT_TRUE(like("mississippi", "m*iss*ppi"));
-    EXPECT_FALSE(like("mississippi", "m*iss*ppx"));
-    EXPECT_FALSE(like("COM.Example", "com.example"));
-    EXPECT_TRUE(like("COM.Example.App", "com.example.*", kCase));
-    EXPECT_TRUE(like("Résumé.DOC", "resume.*", kBoth));
-    EXPECT_FALSE(like("straße", "stra?e", kCase));  // folded, "ß" is two letters
-    EXPECT_TRUE(like("straße", "STRASS?", kCase));
+    for (const auto& r : rows) {
+        EXPECT_EQ(kq::matchesLikePatternFolded(r.text, kq::foldForComparison(r.pattern, r.options), r.options), r.expected)
+            << r.text << " LIKE " << r.pattern;
+    }
 }
 
 TEST(UnicodeText, CountsUTF16UnitsAndSurvivesBrokenUTF8) {
@@ -99,6 +93,8 @@ TEST(UnicodeText, CountsUTF16UnitsAndSurvivesBrokenUTF8) {
     EXPECT_FALSE(kq::hasSuffixCaseInsensitive(broken, ".APP"));
     EXPECT_TRUE(kq::containsCaseInsensitive(broken, "A"));
     EXPECT_FALSE(kq::matchesLikePatternFolded(broken, "a?", kCase));
+    EXPECT_EQ(kq::substringFromUTF16Index("\xF0\x9F\x98\x80x", 2), "x");
+    EXPECT_EQ(kq::substringFromUTF16Index("ab", 3), std::nullopt);
 }
 
 // The one decoder every reader of UTF-8 uses: what it refuses is what the
@@ -125,8 +121,6 @@ TEST(UnicodeText, DecodesWellFormedUTF8Only) {
     std::string replaced;
     kq::appendUTF8(replaced, 0xD800);
     EXPECT_EQ(replaced, "\xEF\xBF\xBD");
-    EXPECT_EQ(kq::substringFromUTF16Index("\xF0\x9F\x98\x80x", 2), "x");
-    EXPECT_EQ(kq::substringFromUTF16Index("ab", 3), std::nullopt);
 }
 
 }  // namespace

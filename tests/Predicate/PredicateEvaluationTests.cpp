@@ -62,10 +62,10 @@ TEST(PredicateEvaluation, FileURLKeys) {
 TEST(PredicateEvaluation, NetworkURLKeys) {
     const auto url = URL::URLWithString("https://example.com:8443/a/b.json?q=1#top");
     ASSERT_TRUE(url);
-    EXPECT_TRUE(evalURL("scheme == 'https' AND host == 'example.com' AND port == 8443", *url));
-    EXPECT_TRUE(evalURL("path == '/a/b.json' AND pathExtension == 'json' AND lastPathComponent == 'b.json'", *url));
-    EXPECT_TRUE(evalURL("path ENDSWITH[c] '.JSON' AND lastPathComponent BEGINSWITH 'b'", *url));
-    EXPECT_TRUE(evalURL("query == 'q=1' AND fragment == 'top' AND isFileURL == NO", *url));
+    EXPECT_TRUE(evalURL("scheme == 'https' AND host == 'example.com' AND port == 8443 AND query == 'q=1' AND "
+                        "fragment == 'top' AND isFileURL == NO", *url));
+    EXPECT_TRUE(evalURL("path == '/a/b.json' AND pathExtension == 'json' AND lastPathComponent == 'b.json' AND "
+                        "path ENDSWITH[c] '.JSON'", *url));
 }
 
 TEST(PredicateEvaluation, UndefinedKeysRaiseThePlatformException) {

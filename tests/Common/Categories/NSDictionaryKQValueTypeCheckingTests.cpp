@@ -8,21 +8,18 @@ using kq::Dictionary;
 using kq::Value;
 
 TEST(DictionaryTypedGetters, ReturnValuesOnlyOfTheAskedType) {
-    const Dictionary d{{"s", "12"},
-                       {"n", 12},
-                       {"a", kq::Array{}},
-                       {"d", Dictionary{}},
+    const Dictionary d{{"s", "12"}, {"n", 12}, {"b", true}, {"a", kq::Array{}}, {"d", Dictionary{}},
                        {"t", kq::dateWithTimeIntervalSinceReferenceDate(0)}};
-    EXPECT_EQ(d.stringValueForKey("n"), nullptr);
-    ASSERT_NE(d.stringValueForKey("s"), nullptr);
+    // Each getter answers for its own kind only ("n" and "b" are both numbers).
+    for (const char* key : {"s", "n", "b", "a", "d", "t", "missing"}) {
+        const std::string k = key;
+        EXPECT_EQ(d.stringValueForKey(key) != nullptr, k == "s") << key;
+        EXPECT_EQ(d.numberValueForKey(key) != nullptr, k == "n" || k == "b") << key;
+        EXPECT_EQ(d.arrayValueForKey(key) != nullptr, k == "a") << key;
+        EXPECT_EQ(d.dictioniaryValueForKey(key) != nullptr, k == "d") << key;
+        EXPECT_EQ(d.dateValueForKey(key) != nullptr, k == "t") << key;
+    }
     EXPECT_EQ(*d.stringValueForKey("s"), "12");
-    EXPECT_NE(d.arrayValueForKey("a"), nullptr);
-    EXPECT_EQ(d.arrayValueForKey("d"), nullptr);
-    EXPECT_NE(d.dictioniaryValueForKey("d"), nullptr);
-    EXPECT_EQ(d.dictioniaryValueForKey("missing"), nullptr);
-    EXPECT_NE(d.numberValueForKey("n"), nullptr);
-    EXPECT_EQ(d.numberValueForKey("s"), nullptr);
-    EXPECT_NE(d.dateValueForKey("t"), nullptr);
     EXPECT_EQ(d.integerValueForKey("n", -1), 12);
     EXPECT_EQ(d.integerValueForKey("s", -1), -1);  // a numeric string is not a number
 }
@@ -35,19 +32,17 @@ TEST(DictionaryTypedGetters, BoolValueReadsNumbersAndStringsLikeThePlatform) {
         EXPECT_TRUE(d.boolValueForKey(key, false)) << key;
     for (const char* key : {"false", "no", "zero", "zeros", "numzero", "empty"})
         EXPECT_FALSE(d.boolValueForKey(key, true)) << key;
-    EXPECT_TRUE(d.boolValueForKey("missing", true));
-    EXPECT_FALSE(d.boolValueForKey("missing", false));
-    EXPECT_TRUE(d.boolValueForKey("array", true));
-    EXPECT_FALSE(d.boolValueForKey("array", false));
+    for (const char* key : {"missing", "array"}) {  // both give the default
+        EXPECT_TRUE(d.boolValueForKey(key, true)) << key;
+        EXPECT_FALSE(d.boolValueForKey(key, false)) << key;
+    }
 }
 
 TEST(ObjectHelpers, NilSafeEqualityAndArrayAppends) {
     const Value one(1);
-    EXPECT_TRUE(kq::isObject(nullptr, nullptr));
-    EXPECT_FALSE(kq::isObject(nullptr, &one));
-    EXPECT_FALSE(kq::isObject(&one, nullptr));
     const Value alsoOne(1.0);
-    EXPECT_TRUE(kq::isObject(&one, &alsoOne));
+    EXPECT_TRUE(kq::isObject(nullptr, nullptr) && kq::isObject(&one, &alsoOne));
+    EXPECT_FALSE(kq::isObject(nullptr, &one) || kq::isObject(&one, nullptr));
     EXPECT_EQ(kq::inArray(one), kq::Array{one});
 
     kq::Array array;
