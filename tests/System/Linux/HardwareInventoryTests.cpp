@@ -57,11 +57,8 @@ TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
     EXPECT_EQ(modules[1].type, "Empty");
     EXPECT_EQ(modules[2].sizeBytes, 64ull << 30);
     EXPECT_EQ(modules[2].type, "DDR5");
-}
-
-TEST(SMBIOSMemoryDevices, TruncatedOrMalformedTablesGiveNothing) {
-    const std::string table = smbiosTable();
-    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(table.substr(0, 60)).empty());
+    // Truncated or malformed tables give nothing.
+    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(smbiosTable().substr(0, 60)).empty());
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(std::string("\x11\x02\x00\x00", 4)).empty());
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable("").empty());
 }
@@ -142,19 +139,14 @@ TEST_F(LinuxInventoryTest, MemoryModulesFromTheDMITable) {
 
 TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {
     root.writeFile("usr/share/misc/pci.ids", std::string(kPCIDatabase));
-    root.writeFile("sys/class/drm/card0/device/vendor", "0x8086\n");
-    root.writeFile("sys/class/drm/card0/device/device", "0x5917\n");
-    root.writeFile("sys/class/drm/card0/device/revision", "0x07\n");
-    root.writeFile("sys/class/drm/card0-eDP-1/status", "connected\n");
-    root.writeFile("sys/class/drm/card0-eDP-1/edid", "");
-    root.writeFile("sys/class/drm/card0-HDMI-A-1/status", "connected\n");
     root.writeFile("sys/class/drm/card0-HDMI-A-1/edid", edidBlock());
-    root.writeFile("sys/class/drm/card0-DP-1/status", "disconnected\n");
-    root.writeFile("sys/class/drm/card1/device/vendor", "0x10de\n");
-    root.writeFile("sys/class/drm/card1/device/device", "0x1c82\n");
-    root.writeFile("sys/class/drm/card2/device/uevent", "DRIVER=vc4-drm\nOF_NAME=gpu\n");
-    root.writeFile("sys/class/drm/renderD128/dev", "226:128\n");
-    root.writeFile("sys/class/drm/version", "drm 1.1.0\n");
+    for (auto [file, contents] : {std::pair{"card0/device/vendor", "0x8086\n"}, {"card0/device/device", "0x5917\n"},
+                                  {"card0/device/revision", "0x07\n"}, {"card0-eDP-1/status", "connected\n"},
+                                  {"card0-eDP-1/edid", ""}, {"card0-HDMI-A-1/status", "connected\n"},
+                                  {"card0-DP-1/status", "disconnected\n"}, {"card1/device/vendor", "0x10de\n"},
+                                  {"card1/device/device", "0x1c82\n"}, {"card2/device/uevent", "DRIVER=vc4-drm\nOF_NAME=gpu\n"},
+                                  {"renderD128/dev", "226:128\n"}, {"version", "drm 1.1.0\n"}})
+        root.writeFile(std::string("sys/class/drm/") + file, contents);
 
     const auto gpus = facts().graphicsProcessors();
     ASSERT_EQ(gpus.size(), 3u);
