@@ -106,11 +106,10 @@ TEST_F(ProfilerTest, GraphicsProcessorsAndTheirDisplaysFlattened) {
     const kq::Array& displays = *graphics.arrayValueForKey(kKQUDisplaysKey);
     ASSERT_EQ(displays.size(), 3u);
     const kq::Dictionary& lcd = *displays[0].asDictionary();
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayModelNameKey), "Color LCD");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayResolutionKey), "2560 x 1600");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayVendorNumberKey), "610");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayYearOfManufactureKey), "2013");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayWeekOfManufactureKey), "32");
+    for (auto [key, value] : {std::pair{kKQUDisplayModelNameKey, "Color LCD"}, {kKQUDisplayResolutionKey, "2560 x 1600"},
+                              {kKQUDisplayVendorNumberKey, "610"}, {kKQUDisplayYearOfManufactureKey, "2013"},
+                              {kKQUDisplayWeekOfManufactureKey, "32"}})
+        EXPECT_EQ(lcd.stringValueForKey(key) ? *lcd.stringValueForKey(key) : "(none)", value) << key;
     // Every dictionary yields an entry, even one with nothing readable.
     EXPECT_TRUE(displays[1].asDictionary()->empty());
     EXPECT_EQ(*displays[2].asDictionary()->stringValueForKey(kKQUDisplayModelNameKey), "DELL U2415");

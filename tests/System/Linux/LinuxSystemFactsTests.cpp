@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <tuple>
 
 #include "Support/TemporaryDirectory.h"
 
@@ -138,11 +139,9 @@ TEST_F(LinuxSystemFactsTest, PageCountersFromMeminfoAndVmstat) {
     root.writeFile("proc/vmstat", "nr_free_pages 5\npgfault 123456\npgmajfault 77\npswpin 3\npswpout 4\n");
     const auto statistics = facts().vmStatistics();
     ASSERT_TRUE(statistics.has_value());
-    EXPECT_EQ(statistics->free_count, 1000u);
-    EXPECT_EQ(statistics->active_count, 200u);
-    EXPECT_EQ(statistics->inactive_count, 300u);
-    EXPECT_EQ(statistics->wire_count, 40u);
-    EXPECT_EQ(statistics->faults, 123456u);
+    EXPECT_EQ(std::tie(statistics->free_count, statistics->active_count, statistics->inactive_count,
+                       statistics->wire_count, statistics->faults),
+              std::make_tuple(1000u, 200u, 300u, 40u, 123456u));
     EXPECT_EQ(facts().vmStatistics64()->compressor_page_count, 40u);
     EXPECT_EQ(facts().vmStatistics64()->swapouts, 4u);
     root.writeFile("proc/meminfo", "garbage\n");
@@ -272,10 +271,8 @@ TEST_F(LinuxVolumesTest, VisibleVolumesRootDiskAndRemovableOnes) {
     const auto chain = facts().rootVolumeStorageChain();
     ASSERT_TRUE(chain.has_value());
     ASSERT_EQ(chain->size(), 2u);
-    EXPECT_FALSE((*chain)[0].isWhole);
-    EXPECT_EQ((*chain)[0].size, 999165952ull * 512);
-    EXPECT_TRUE((*chain)[1].isMedia && (*chain)[1].isWhole);
-    EXPECT_EQ((*chain)[1].size, 1000215216ull * 512);
+    EXPECT_TRUE(!(*chain)[0].isWhole && (*chain)[0].size == 999165952ull * 512);
+    EXPECT_TRUE((*chain)[1].isMedia && (*chain)[1].isWhole && (*chain)[1].size == 1000215216ull * 512);
 
     const auto rootVolume = facts().volumeAtPath("/");
     ASSERT_TRUE(rootVolume.has_value());
