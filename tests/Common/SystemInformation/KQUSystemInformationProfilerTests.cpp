@@ -131,12 +131,10 @@ TEST_F(ProfilerTest, ApplicationPathsFromTheReportAndOnOldReleasesFromFoldersToo
 
 TEST_F(ProfilerTest, ApplicationSearchWhenTheProfilerFails) {
     kqtest::TemporaryDirectory mac;
-    mac.writeFile("Applications/Safari.app/Contents/Info.plist");
-    mac.writeFile("Applications/Utilities/Terminal.app/Contents/Info.plist");
-    mac.writeFile("Applications/Nested.app/Contents/Helpers/Inner.app/Contents/Info.plist");
-    mac.writeFile("Applications/Tool.bundle/Contents/Hidden.app/Contents/Info.plist");
-    mac.writeFile("Users/sam/Applications/Mine.app/Contents/Info.plist");
-    mac.writeFile("System/Applications/System.app/Contents/Info.plist");
+    for (const char* app : {"Applications/Safari.app", "Applications/Utilities/Terminal.app",
+                            "Applications/Nested.app/Contents/Helpers/Inner.app", "Applications/Tool.bundle/Contents/Hidden.app",
+                            "Users/sam/Applications/Mine.app", "System/Applications/System.app"})
+        mac.writeFile(std::string(app) + "/Contents/Info.plist");
     kqtest::ScopedLayout layout(mac.path(), mac / "Users/sam");
     KQUSystemInformation::setSystemProfilerPath(fixturePath("no-such-profiler"));
     const auto paths = KQUSystemInformation::allApplicationsPaths();

@@ -163,18 +163,17 @@ TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
     EXPECT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Reserved", bytes), -1);
     EXPECT_EQ(errno, ENOENT);
 
-    const auto range = [&](int index, const char* start, const char* end, const char* type) {
-        const std::string base = "sys/firmware/memmap/" + std::to_string(index) + "/";
+    // Range 2 is 64 MiB taken by graphics; range 3 a device window with no RAM behind it.
+    int index = 0;
+    for (auto [start, end, type] : {std::tuple{"0x0", "0x9fbff", "System RAM"}, {"0x9fc00", "0xfffff", "Reserved"},
+                                    {"0x8c000000", "0x8fffffff", "Reserved"}, {"0xe0000000", "0xefffffff", "Reserved"},
+                                    {"0x8b000000", "0x8b0fffff", "ACPI Non-volatile Storage"},
+                                    {"0x8b100000", "0x8b1fffff", "Unusable memory"}}) {
+        const std::string base = "sys/firmware/memmap/" + std::to_string(index++) + "/";
         root.writeFile(base + "start", start);
         root.writeFile(base + "end", end);
         root.writeFile(base + "type", type);
-    };
-    range(0, "0x0", "0x9fbff", "System RAM");
-    range(1, "0x9fc00", "0xfffff", "Reserved");
-    range(2, "0x8c000000", "0x8fffffff", "Reserved");  // 64 MiB taken by graphics
-    range(3, "0xe0000000", "0xefffffff", "Reserved");  // a device window, no RAM behind it
-    range(4, "0x8b000000", "0x8b0fffff", "ACPI Non-volatile Storage");
-    range(5, "0x8b100000", "0x8b1fffff", "Unusable memory");
+    }
     root.writeFile("sys/devices/system/memory/block_size_bytes", "8000000");
     for (int block = 0; block < 18; ++block)
         root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online");
