@@ -46,25 +46,18 @@ TEST(DirectoryEnumerator, DepthFirstInNameOrderWithTypesAndLevels) {
 
     auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
     ASSERT_TRUE(enumerator);
-    struct Seen {
-        std::string path;
-        FileType type;
-        std::size_t level;
-        bool operator==(const Seen&) const = default;
+    Strings seen;  // path, type and level of each entry
+    while (auto path = enumerator->nextObject())
+        seen.push_back(*path + " " + std::to_string(static_cast<int>(enumerator->currentEntryType())) + " " +
+                       std::to_string(enumerator->level()));
+    const auto entry = [](const char* path, FileType type, int level) {
+        return std::string(path) + " " + std::to_string(static_cast<int>(type)) + " " + std::to_string(level);
     };
-    std::vector<Seen> seen;
-    while (auto path = enumerator->nextObject()) seen.push_back({*path, enumerator->currentEntryType(), enumerator->level()});
-    std::vector<Seen> expected = {
-        {".hidden", FileType::Regular, 1},   {"a", FileType::Directory, 1},      {"a/empty", FileType::Directory, 2},
-        {"a/x", FileType::Regular, 2},       {"a/y", FileType::Directory, 2},    {"a/y/z", FileType::Regular, 3},
-        {"b.txt", FileType::Regular, 1},     {"c", FileType::SymbolicLink, 1},   {"pipe", FileType::Other, 1},
-    };
-    ASSERT_EQ(seen.size(), expected.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_EQ(seen[i].path, expected[i].path);
-        EXPECT_EQ(seen[i].type, expected[i].type) << seen[i].path;
-        EXPECT_EQ(seen[i].level, expected[i].level) << seen[i].path;
-    }
+    EXPECT_EQ(seen, (Strings{entry(".hidden", FileType::Regular, 1), entry("a", FileType::Directory, 1),
+                             entry("a/empty", FileType::Directory, 2), entry("a/x", FileType::Regular, 2),
+                             entry("a/y", FileType::Directory, 2), entry("a/y/z", FileType::Regular, 3),
+                             entry("b.txt", FileType::Regular, 1), entry("c", FileType::SymbolicLink, 1),
+                             entry("pipe", FileType::Other, 1)}));
     EXPECT_EQ(enumerator->nextObject(), std::nullopt);  // stays at the end
 }
 
@@ -125,10 +118,8 @@ TEST(DirectoryEnumerator, RootsThatAreNotReadableFolders) {
     tmp.writeFile("file");
     tmp.makeSymlink("dangling", tmp / "missing");
     auto& fm = kq::FileManager::defaultManager();
-    EXPECT_EQ(fm.enumeratorAtPath(tmp / "missing"), nullptr);
-    EXPECT_EQ(fm.enumeratorAtPath(tmp / "file"), nullptr);
-    EXPECT_EQ(fm.enumeratorAtPath(tmp / "dangling"), nullptr);
-    EXPECT_EQ(fm.enumeratorAtPath(""), nullptr);
+    for (const std::string& root : {tmp / "missing", tmp / "file", tmp / "dangling", std::string()})
+        EXPECT_EQ(fm.enumeratorAtPath(root), nullptr) << root;
     tmp.makeDirectory("empty");
     auto empty = fm.enumeratorAtPath(tmp / "empty");
     ASSERT_TRUE(empty);
@@ -161,53 +152,32 @@ TEST(DirectoryEnumerator, SkipsFoldersItCannotOpen) {
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
-TEST(DirectoryEnumerator, DeepTreesHoldNoDescriptors) {
+TEST(DirectoryEnumerator, DeepPathsBeyondTheSystemLimitHoldNoDescriptors) {
     kqtest::TemporaryDirectory tmp;
-    constexpr std::size_t kDepth = 300;
-    std::string relative;
-    for (std::size_t i = 0; i < kDepth; ++i) relative += (i ? "/d" : "d");
-    tmp.makeDirectory(relative);
-    tmp.writeFile(relative + "/leaf");
+    const std::string name(200, 'n');
+    constexpr int kDepth = 30;  // about 6 000 bytes of path, beyond PATH_MAX
+    std::vector<int> chain{open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY)};
+    for (int i = 0; i < kDepth; ++i) {
+        ASSERT_EQ(mkdirat(chain.back(), name.c_str(), 0755), 0);
+        chain.push_back(openat(chain.back(), name.c_str(), O_RDONLY | O_DIRECTORY));
+        ASSERT_GE(chain.back(), 0);
+    }
+    close(openat(chain.back(), "leaf", O_CREAT | O_WRONLY, 0644));
 
     const std::size_t before = openDescriptorCount();
     auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
     ASSERT_TRUE(enumerator);
-    std::size_t count = 0, deepest = 0, descriptorsAtBottom = 0;
+    Strings paths;
+    std::size_t descriptorsAtBottom = 0;
     while (auto path = enumerator->nextObject()) {
-        ++count;
-        if (enumerator->level() > deepest) {
-            deepest = enumerator->level();
-            descriptorsAtBottom = openDescriptorCount();
-        }
+        paths.push_back(*path);
+        if (enumerator->level() == kDepth + 1) descriptorsAtBottom = openDescriptorCount();
     }
-    EXPECT_EQ(count, kDepth + 1);
-    EXPECT_EQ(deepest, kDepth + 1);
-    EXPECT_EQ(descriptorsAtBottom, before);
-}
-
-TEST(DirectoryEnumerator, PathsLongerThanTheSystemLimit) {
-    kqtest::TemporaryDirectory tmp;
-    const std::string name(200, 'n');
-    constexpr int kDepth = 30;  // about 6 000 bytes of path, beyond PATH_MAX
-    int fd = open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY);
-    ASSERT_GE(fd, 0);
-    for (int i = 0; i < kDepth; ++i) {
-        ASSERT_EQ(mkdirat(fd, name.c_str(), 0755), 0);
-        int child = openat(fd, name.c_str(), O_RDONLY | O_DIRECTORY);
-        close(fd);
-        ASSERT_GE(child, 0);
-        fd = child;
-    }
-    close(openat(fd, "leaf", O_CREAT | O_WRONLY, 0644));
-    close(fd);
-
-    Strings paths = walk(tmp.path());
-    ASSERT_EQ(paths.size(), static_cast<std::size_t>(kDepth + 1));
+    EXPECT_EQ(paths.size(), static_cast<std::size_t>(kDepth + 1));
     EXPECT_EQ(paths.back().size(), kDepth * (name.size() + 1) + 4);
+    EXPECT_EQ(descriptorsAtBottom, before);
 
     // Remove it level by level: the generic clean-up works with whole paths.
-    std::vector<int> chain{open(tmp.path().c_str(), O_RDONLY | O_DIRECTORY)};
-    for (int i = 0; i < kDepth; ++i) chain.push_back(openat(chain.back(), name.c_str(), O_RDONLY | O_DIRECTORY));
     unlinkat(chain.back(), "leaf", 0);
     for (int i = kDepth; i > 0; --i) {
         close(chain[static_cast<std::size_t>(i)]);
@@ -222,11 +192,10 @@ TEST(DirectoryEnumerator, MatchesARecursiveListingOnAWideTree) {
         tmp.writeFile("w/f" + std::to_string(i));
         tmp.writeFile("w/d" + std::to_string(i) + "/x.app/Contents/Info.plist");
     }
-    Strings expected;
+    Strings expected, seen = walk(tmp.path());
     for (const auto& entry : std::filesystem::recursive_directory_iterator(tmp.path()))
         expected.push_back(entry.path().string().substr(tmp.path().size() + 1));
     std::sort(expected.begin(), expected.end());
-    Strings seen = walk(tmp.path());
     std::sort(seen.begin(), seen.end());
     EXPECT_EQ(seen, expected);
 }

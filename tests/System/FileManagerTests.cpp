@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <thread>
+#include <tuple>
 
 #include "Support/TemporaryDirectory.h"
 
@@ -42,10 +43,8 @@ TEST_F(FileManagerTest, ExistenceFollowsLinks) {
 }
 
 TEST_F(FileManagerTest, ShallowListingIsSortedAndReportsErrors) {
-    for (const char* name : {"b", "a", ".hidden", "C", "a.app"}) tmp.writeFile(name);
-    tmp.makeDirectory("z/inner");
-    EXPECT_EQ(fm.contentsOfDirectoryAtPath(tmp.path()),
-              (std::vector<std::string>{".hidden", "C", "a", "a.app", "b", "z"}));
+    for (const char* name : {"b", "a", ".hidden", "C", "a.app", "z/inner"}) tmp.writeFile(name);
+    EXPECT_EQ(fm.contentsOfDirectoryAtPath(tmp.path()), (std::vector<std::string>{".hidden", "C", "a", "a.app", "b", "z"}));
 
     std::error_code error;
     EXPECT_TRUE(fm.contentsOfDirectoryAtPath(tmp / "missing", &error).empty());
@@ -82,19 +81,16 @@ TEST_F(FileManagerTest, AttributesDescribeTheItemItself) {
 
 TEST_F(FileManagerTest, ExtensionHiddenComesFromFinderInfo) {
     std::string file = tmp.writeFile("Report.pdf");
-    Data finderInfo(32, 0);
-    finderInfo[8] = 0x00;
-    finderInfo[9] = 0x10;  // hide-extension bit of the big-endian Finder flags
-    ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", finderInfo.data(), finderInfo.size(), 0), 0);
-    EXPECT_TRUE(fm.attributesOfItemAtPath(file)->fileExtensionHidden);
-    EXPECT_EQ(fm.extendedAttribute(file, "com.apple.FinderInfo"), finderInfo);
-    EXPECT_EQ(fm.extendedAttribute(file, "user.com.apple.FinderInfo"), finderInfo);
-
-    // Other Finder flags (here the byte order's high byte) do not count.
-    finderInfo[8] = 0x10;
-    finderInfo[9] = 0x00;
-    ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", finderInfo.data(), finderInfo.size(), 0), 0);
-    EXPECT_FALSE(fm.attributesOfItemAtPath(file)->fileExtensionHidden);
+    // The hide-extension bit of the big-endian Finder flags; other flags (the high byte) do not count.
+    for (auto [high, low, hidden] : {std::tuple{0x00, 0x10, true}, {0x10, 0x00, false}}) {
+        Data finderInfo(32, 0);
+        finderInfo[8] = static_cast<std::uint8_t>(high);
+        finderInfo[9] = static_cast<std::uint8_t>(low);
+        ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", finderInfo.data(), finderInfo.size(), 0), 0);
+        EXPECT_EQ(fm.attributesOfItemAtPath(file)->fileExtensionHidden, hidden);
+        EXPECT_EQ(fm.extendedAttribute(file, "com.apple.FinderInfo"), finderInfo);
+        EXPECT_EQ(fm.extendedAttribute(file, "user.com.apple.FinderInfo"), finderInfo);
+    }
 
     // A truncated attribute is read leniently, not trusted beyond its end.
     ASSERT_EQ(setxattr(file.c_str(), "user.com.apple.FinderInfo", "\0\0\0", 3, 0), 0);

@@ -71,27 +71,31 @@ TEST_F(LayoutTest, SearchPathsPerDomainInPlatformOrder) {
     EXPECT_TRUE(layout.pathsForDirectory(SearchPathDirectory::Document, kq::LocalDomainMask).empty());
     EXPECT_TRUE(layout.pathsForDirectory(SearchPathDirectory::Library, 0).empty());
     EXPECT_TRUE(layout.pathsForDirectory(static_cast<SearchPathDirectory>(99), kq::AllDomainsMask).empty());
-}
 
-TEST_F(LayoutTest, CompositeDirectoriesGroupByDomain) {
-    FileSystemLayout layout("/", "/h");
-    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::AllApplications,
+    // Composite directories group by domain; a host root adds no slash.
+    FileSystemLayout host("/", "/h");
+    EXPECT_EQ(host.pathsForDirectory(SearchPathDirectory::AllApplications,
                                        kq::UserDomainMask | kq::LocalDomainMask),
               (Strings{"/h/Applications", "/h/Applications/Demos", "/h/Developer/Applications",
                        "/h/Applications/Utilities", "/Applications", "/Applications/Demos",
                        "/Developer/Applications", "/Applications/Utilities"}));
-    EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::AllLibraries, kq::AllDomainsMask),
+    EXPECT_EQ(host.pathsForDirectory(SearchPathDirectory::AllLibraries, kq::AllDomainsMask),
               (Strings{"/h/Library", "/h/Developer", "/Library", "/Developer", "/Network/Library",
                        "/Network/Developer", "/System/Library"}));
 }
 
-TEST_F(LayoutTest, FileManagerAnswersThroughTheCurrentLayout) {
+TEST_F(LayoutTest, FileManagerAndTildeFollowTheCurrentLayout) {
     FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/mac", "/mac/Users/me"));
     auto urls = kq::FileManager::defaultManager().URLsForDirectory(SearchPathDirectory::Application,
                                                                   kq::UserDomainMask | kq::SystemDomainMask);
     ASSERT_EQ(urls.size(), 2u);
     EXPECT_EQ(urls[0].absoluteString(), "file:///mac/Users/me/Applications/");
     EXPECT_EQ(urls[1].path(), "/mac/System/Applications");
+    // Foundation's path helpers expand "~" through it too.
+    EXPECT_EQ(kq::URL::fileURLWithPath("~/Library", true).path(), "/mac/Users/me/Library");
+    EXPECT_EQ(kq::stringByStandardizingPath("~/Library/../Desktop"), "/mac/Users/me/Desktop");
+    EXPECT_EQ(kq::stringByExpandingTildeInPath("~"), "/mac/Users/me");
+    EXPECT_EQ(kq::stringByExpandingTildeInPath("~other/x"), "~other/x");
 
     // A null layout restores the running machine.
     FileSystemLayout::setCurrent(nullptr);
@@ -136,12 +140,3 @@ TEST_F(LayoutTest, PerLayoutCacheBuildsOncePerRootAndHome) {
 }
 
 }  // namespace
-
-// Foundation's path helpers expand "~" through the current layout.
-TEST_F(LayoutTest, TildeFollowsTheCurrentLayout) {
-    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/mac", "/mac/Users/me"));
-    EXPECT_EQ(kq::URL::fileURLWithPath("~/Library", true).path(), "/mac/Users/me/Library");
-    EXPECT_EQ(kq::stringByStandardizingPath("~/Library/../Desktop"), "/mac/Users/me/Desktop");
-    EXPECT_EQ(kq::stringByExpandingTildeInPath("~"), "/mac/Users/me");
-    EXPECT_EQ(kq::stringByExpandingTildeInPath("~other/x"), "~other/x");
-}

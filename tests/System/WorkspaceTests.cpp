@@ -10,13 +10,8 @@ namespace {
 
 TEST(Workspace, PackagesAreFoldersWithAPackageExtension) {
     kqtest::TemporaryDirectory tmp;
-    tmp.makeDirectory("Safari.app");
-    tmp.makeDirectory("Loud.APP");
-    tmp.makeDirectory("Notes.rtfd");
-    tmp.makeDirectory("Caf\xC3\xA9.Bundle");
-    tmp.makeDirectory("Plain");
-    tmp.makeDirectory("Resources.lproj");
-    tmp.makeDirectory(".app");
+    for (const char* folder : {"Safari.app", "Loud.APP", "Notes.rtfd", "Caf\xC3\xA9.Bundle", "Plain", "Resources.lproj", ".app"})
+        tmp.makeDirectory(folder);
     tmp.writeFile("file.app");
     tmp.makeSymlink("Link.app", tmp / "Safari.app");
     tmp.makeSymlink("Dangling.app", tmp / "missing");

@@ -15,94 +15,80 @@
 
 namespace kqtest {
 
+// Each field is the answer of the getter beside it.
 struct FakeSystemFacts : kq::SystemFacts {
     int registry = 0;
+    int registryStatus() const override { return registry; }
     std::optional<kq::Data> model;
-    std::optional<std::string> identifier;
+    std::optional<kq::Data> deviceTreeModel() const override { return model; }
     std::optional<std::string> serial;
-    std::optional<std::string> name;
+    std::optional<std::string> platformSerialNumber() const override { return serial; }
     std::map<std::string, kq::NetworkInterfaceFact> interfaces;
     mutable std::vector<std::string> interfaceQueries;
-    std::optional<std::int64_t> clock;
-    std::optional<kq::HostBasicInfo> host;
-    std::optional<std::string> brand;
-    std::optional<std::uint64_t> frequency;
-    std::optional<std::uint32_t> packages;
-    std::optional<std::uint32_t> cores;
-    std::optional<std::uint64_t> memory;
-    std::optional<kq::VMStatistics> statistics;
-    std::optional<kq::VMStatistics64> statistics64;
-    std::optional<std::uint64_t> page;
-    mutable int pageSizeQueries = 0;
-    // sysctl name -> value; a missing name fails with ENOENT.
-    std::map<std::string, std::uint64_t, std::less<>> firmware;
-    std::optional<std::vector<kq::StorageEntryFact>> storageChain;
-    std::vector<std::string> volumes;
-    std::map<std::string, kq::VolumeFact> volumeFacts;
-    std::map<std::string, kq::VolumeCapacityFact> capacities;
-    std::optional<std::string> systemName;
-    std::optional<std::string> systemVersion;
-    std::vector<std::optional<int>> versionParts{12, 6, 0};
-    mutable int versionQueries = 0;
-    double appKit = 2000;
-    std::optional<std::int64_t> boot;
-    kq::DefaultApplicationFact browser;
-
-    int registryStatus() const override { return registry; }
-    std::optional<kq::Data> deviceTreeModel() const override { return model; }
-    std::optional<std::string> modelIdentifier() const override { return identifier; }
-    std::optional<std::string> platformSerialNumber() const override { return serial; }
-    std::optional<std::string> computerName() const override { return name; }
     std::optional<kq::NetworkInterfaceFact> networkInterface(std::string_view bsdName) const override {
         interfaceQueries.emplace_back(bsdName);
-        auto it = interfaces.find(std::string(bsdName));
-        if (it == interfaces.end()) return std::nullopt;
-        return it->second;
+        return find(interfaces, bsdName);
     }
+    std::optional<std::int64_t> clock;
     std::optional<std::int64_t> processorClockSpeed() const override { return clock; }
+    std::optional<kq::HostBasicInfo> host;
     std::optional<kq::HostBasicInfo> hostBasicInfo() const override { return host; }
-    std::optional<std::string> cpuBrandString() const override { return brand; }
-    std::optional<std::uint64_t> cpuFrequency() const override { return frequency; }
-    std::optional<std::uint32_t> cpuPackages() const override { return packages; }
-    std::optional<std::uint32_t> cpuCores() const override { return cores; }
+    std::optional<std::uint64_t> memory, page;
     std::optional<std::uint64_t> memorySize() const override { return memory; }
+    mutable int pageSizeQueries = 0;
+    std::optional<std::uint64_t> pageSize() const override { return ++pageSizeQueries, page; }
+    std::optional<kq::VMStatistics> statistics;
     std::optional<kq::VMStatistics> vmStatistics() const override { return statistics; }
+    std::optional<kq::VMStatistics64> statistics64;
     std::optional<kq::VMStatistics64> vmStatistics64() const override { return statistics64; }
-    std::optional<std::uint64_t> pageSize() const override {
-        ++pageSizeQueries;
-        return page;
-    }
+    // sysctl name -> value; a missing name fails with ENOENT.
+    std::map<std::string, std::uint64_t, std::less<>> firmware;
     int firmwareMemoryFigure(std::string_view figure, std::uint64_t& bytes) const override {
         auto it = firmware.find(figure);
-        if (it == firmware.end()) {
-            errno = ENOENT;
-            return -1;
-        }
+        if (it == firmware.end()) return errno = ENOENT, -1;
         bytes = it->second;
         return 0;
     }
+    std::optional<std::vector<kq::StorageEntryFact>> storageChain;
     std::optional<std::vector<kq::StorageEntryFact>> rootVolumeStorageChain() const override { return storageChain; }
+    std::vector<std::string> volumes;
     std::vector<std::string> mountedVolumePaths() const override { return volumes; }
-    std::optional<kq::VolumeFact> volumeAtPath(std::string_view path) const override {
-        auto it = volumeFacts.find(std::string(path));
-        if (it == volumeFacts.end()) return std::nullopt;
-        return it->second;
-    }
+    std::map<std::string, kq::VolumeFact> volumeFacts;
+    std::optional<kq::VolumeFact> volumeAtPath(std::string_view path) const override { return find(volumeFacts, path); }
+    std::map<std::string, kq::VolumeCapacityFact> capacities;
     kq::VolumeCapacityFact volumeCapacity(std::string_view path) const override {
-        auto it = capacities.find(std::string(path));
-        return it == capacities.end() ? kq::VolumeCapacityFact{} : it->second;
+        return find(capacities, path).value_or(kq::VolumeCapacityFact{});
     }
+    std::optional<std::string> systemName, systemVersion;
     std::optional<std::string> operatingSystemName() const override { return systemName; }
     std::optional<std::string> operatingSystemVersionString() const override { return systemVersion; }
+    std::vector<std::optional<int>> versionParts{12, 6, 0};
+    mutable int versionQueries = 0;
     std::optional<int> systemVersionComponent(int index) const override {
         ++versionQueries;
         return versionParts.at(static_cast<std::size_t>(index));
     }
+    double appKit = 2000;
     double appKitVersionNumber() const override { return appKit; }
+    std::optional<std::int64_t> boot;
     std::optional<std::int64_t> bootTime() const override { return boot; }
+    kq::DefaultApplicationFact browser;
     kq::DefaultApplicationFact defaultApplicationForURL(std::string_view) const override { return browser; }
+    // Facts these suites never read.
+    std::optional<std::string> modelIdentifier() const override { return {}; }
+    std::optional<std::string> computerName() const override { return {}; }
+    std::optional<std::string> cpuBrandString() const override { return {}; }
+    std::optional<std::uint64_t> cpuFrequency() const override { return {}; }
+    std::optional<std::uint32_t> cpuPackages() const override { return {}; }
+    std::optional<std::uint32_t> cpuCores() const override { return {}; }
     std::vector<kq::MemoryModuleFact> memoryModules() const override { return {}; }
     std::vector<kq::GraphicsProcessorFact> graphicsProcessors() const override { return {}; }
+
+    template <class Map>
+    static std::optional<typename Map::mapped_type> find(const Map& map, std::string_view key) {
+        auto it = map.find(std::string(key));
+        return it == map.end() ? std::nullopt : std::optional(it->second);
+    }
 };
 
 inline std::string fixturePath(std::string_view name) {

@@ -18,12 +18,11 @@ namespace {
 class LocalHTTPServer {
 public:
     explicit LocalHTTPServer(std::string body) : body_(std::move(body)) {
-        listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address);
         socklen_t length = sizeof address;
+        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), length);
         ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
         port_ = ntohs(address.sin_port);
         ::listen(listener_, 8);
@@ -53,20 +52,18 @@ private:
                 if (n <= 0) break;
                 request.append(buffer, static_cast<std::size_t>(n));
             }
-            {
-                std::lock_guard lock(mutex_);
-                requests_.push_back(request.substr(0, request.find("\r\n")));
-            }
+            std::unique_lock lock(mutex_);
+            requests_.push_back(request.substr(0, request.find("\r\n")));
+            lock.unlock();
             const std::string reply = "HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\nContent-Length: " +
                                       std::to_string(body_.size()) + "\r\nConnection: close\r\n\r\n" + body_;
-            ssize_t ignored = ::write(client, reply.data(), reply.size());
-            (void)ignored;
+            [[maybe_unused]] ssize_t written = ::write(client, reply.data(), reply.size());
             ::close(client);
         }
     }
 
     std::string body_;
-    int listener_ = -1;
+    int listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
     int port_ = 0;
     std::atomic<bool> stopping_{false};
     std::thread thread_;
@@ -97,31 +94,25 @@ TEST_F(ModelNameTest, FirstCallStartsTheLookupAndALaterOneSeesTheName) {
     EXPECT_EQ(requests.front(), "GET /sp/product?cc=FH00 HTTP/1.1");
 }
 
-TEST_F(ModelNameTest, ReplyWithoutConfigCodeLeavesTheNameUnknown) {
-    LocalHTTPServer server("<root><name>nothing here</name></root>");
-    facts->serial = "C02LK0AAFH00";
-    KQUSystemInformation::setProductDescriptionServiceURL(server.baseURL());
-    EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
-    for (int attempt = 0; attempt < 100 && server.requestLines().empty(); ++attempt)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
-}
-
-TEST_F(ModelNameTest, NotXmlOrShortSerialGivesNothing) {
-    LocalHTTPServer server("this is not XML <");
-    facts->serial = "C02LK0AAFH00";
-    KQUSystemInformation::setProductDescriptionServiceURL(server.baseURL());
-    EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
-    for (int attempt = 0; attempt < 100 && server.requestLines().empty(); ++attempt)
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    // Lookups a previous test started may still arrive; count from here.
-    const std::size_t before = server.requestLines().size();
-    facts->serial = "C02LK0AA";
-    EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(server.requestLines().size(), before);
+TEST_F(ModelNameTest, ReplyWithoutANameOrAShortSerialGivesNothing) {
+    for (const char* reply : {"<root><name>nothing here</name></root>", "this is not XML <"}) {
+        SCOPED_TRACE(reply);
+        kq::systeminformation::resetForTesting();
+        LocalHTTPServer server(reply);
+        facts->serial = "C02LK0AAFH00";
+        KQUSystemInformation::setProductDescriptionServiceURL(server.baseURL());
+        EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
+        for (int attempt = 0; attempt < 100 && server.requestLines().empty(); ++attempt)
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
+        // Lookups started earlier may still arrive; count from here.
+        const std::size_t before = server.requestLines().size();
+        facts->serial = "C02LK0AA";
+        EXPECT_EQ(KQUSystemInformation::humanMachineTypeWithYear(), std::nullopt);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(server.requestLines().size(), before);
+    }
 }
 
 }  // namespace

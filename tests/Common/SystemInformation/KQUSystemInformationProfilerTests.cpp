@@ -44,6 +44,9 @@ TEST_F(ProfilerTest, ToolThatCannotBeLaunchedIsLoggedAndGivesNothing) {
 }
 
 TEST_F(ProfilerTest, LabelledValueEndsAtItsLine) {
+    EXPECT_EQ(KQUSystemInformation::stringWithSystemProfileOfDataTypes({"SPHardwareDataType"}), std::nullopt);
+    EXPECT_EQ(KQUSystemInformation::humanMachineType(), "Mac");
+    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "N/A");
     useRecordedReports("hardware.txt", "empty.txt");
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Model Name: "), "MacBook Pro");
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Memory: "), "8 GB");
@@ -51,6 +54,8 @@ TEST_F(ProfilerTest, LabelledValueEndsAtItsLine) {
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Serial Number"), " (system): C02LK0AAFH00");
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Graphics: "), std::nullopt);
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("model name: "), std::nullopt);
+    // The memory size string is worked out once per process.
+    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "N/A");
 }
 
 TEST_F(ProfilerTest, LastValueWithoutNewlineLosesItsLastCharacter) {
@@ -60,17 +65,6 @@ TEST_F(ProfilerTest, LastValueWithoutNewlineLosesItsLastCharacter) {
     useRecordedReports("hardware-memory-last-newline.txt", "empty.txt");
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Memory: "), "8 GB");
     EXPECT_EQ(KQUSystemInformation::humanMachineType(), "iMac");
-}
-
-TEST_F(ProfilerTest, EmptyReportGivesNothing) {
-    EXPECT_EQ(KQUSystemInformation::stringWithSystemProfileOfDataTypes({"SPHardwareDataType"}), std::nullopt);
-    EXPECT_EQ(KQUSystemInformation::humanMachineType(), "Mac");
-}
-
-TEST_F(ProfilerTest, MemorySizeStringIsComputedOncePerProcess) {
-    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "N/A");
-    useRecordedReports("hardware.txt", "empty.txt");
-    EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "N/A");
 }
 
 TEST_F(ProfilerTest, ArrayReportNeedsAnArrayRoot) {
@@ -112,31 +106,35 @@ TEST_F(ProfilerTest, GraphicsProcessorsAndTheirDisplaysFlattened) {
     const kq::Array& displays = *graphics.arrayValueForKey(kKQUDisplaysKey);
     ASSERT_EQ(displays.size(), 3u);
     const kq::Dictionary& lcd = *displays[0].asDictionary();
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayModelNameKey), "Color LCD");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayResolutionKey), "2560 x 1600");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayVendorNumberKey), "610");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayYearOfManufactureKey), "2013");
-    EXPECT_EQ(*lcd.stringValueForKey(kKQUDisplayWeekOfManufactureKey), "32");
+    for (auto [key, value] : {std::pair{kKQUDisplayModelNameKey, "Color LCD"}, {kKQUDisplayResolutionKey, "2560 x 1600"},
+                              {kKQUDisplayVendorNumberKey, "610"}, {kKQUDisplayYearOfManufactureKey, "2013"},
+                              {kKQUDisplayWeekOfManufactureKey, "32"}})
+        EXPECT_EQ(lcd.stringValueForKey(key) ? *lcd.stringValueForKey(key) : "(none)", value) << key;
     // Every dictionary yields an entry, even one with nothing readable.
     EXPECT_TRUE(displays[1].asDictionary()->empty());
     EXPECT_EQ(*displays[2].asDictionary()->stringValueForKey(kKQUDisplayModelNameKey), "DELL U2415");
 }
 
-TEST_F(ProfilerTest, ApplicationPathsComeFromTheApplicationsReportOnly) {
+TEST_F(ProfilerTest, ApplicationPathsFromTheReportAndOnOldReleasesFromFoldersToo) {
+    kqtest::TemporaryDirectory mac;
+    mac.writeFile("Applications/Local.app/Contents/Info.plist");
+    kqtest::ScopedLayout layout(mac.path(), mac / "Users/none");
     useRecordedReports("empty.txt", "applications.xml");
-    const auto paths = KQUSystemInformation::allApplicationsPathsWithSystemProfiler();
-    EXPECT_EQ(paths, (std::unordered_set<std::string>{"/Applications/Safari.app", "/Users/sam/Applications/Café.app"}));
-    EXPECT_EQ(KQUSystemInformation::allApplicationsPaths(), paths);
+    const std::unordered_set<std::string> reported{"/Applications/Safari.app", "/Users/sam/Applications/Café.app"};
+    EXPECT_EQ(KQUSystemInformation::allApplicationsPathsWithSystemProfiler(), reported);
+    EXPECT_EQ(KQUSystemInformation::allApplicationsPaths(), reported);
+    facts->appKit = 949;
+    const auto paths = KQUSystemInformation::allApplicationsPaths();
+    EXPECT_EQ(paths.size(), 3u);
+    EXPECT_TRUE(paths.count(mac / "Applications/Local.app"));
 }
 
 TEST_F(ProfilerTest, ApplicationSearchWhenTheProfilerFails) {
     kqtest::TemporaryDirectory mac;
-    mac.writeFile("Applications/Safari.app/Contents/Info.plist");
-    mac.writeFile("Applications/Utilities/Terminal.app/Contents/Info.plist");
-    mac.writeFile("Applications/Nested.app/Contents/Helpers/Inner.app/Contents/Info.plist");
-    mac.writeFile("Applications/Tool.bundle/Contents/Hidden.app/Contents/Info.plist");
-    mac.writeFile("Users/sam/Applications/Mine.app/Contents/Info.plist");
-    mac.writeFile("System/Applications/System.app/Contents/Info.plist");
+    for (const char* app : {"Applications/Safari.app", "Applications/Utilities/Terminal.app",
+                            "Applications/Nested.app/Contents/Helpers/Inner.app", "Applications/Tool.bundle/Contents/Hidden.app",
+                            "Users/sam/Applications/Mine.app", "System/Applications/System.app"})
+        mac.writeFile(std::string(app) + "/Contents/Info.plist");
     kqtest::ScopedLayout layout(mac.path(), mac / "Users/sam");
     KQUSystemInformation::setSystemProfilerPath(fixturePath("no-such-profiler"));
     const auto paths = KQUSystemInformation::allApplicationsPaths();
@@ -146,19 +144,11 @@ TEST_F(ProfilerTest, ApplicationSearchWhenTheProfilerFails) {
                                                        mac / "Users/sam/Applications/Mine.app"}));
 }
 
-TEST_F(ProfilerTest, OldReleasesSearchFoldersEvenWithProfilerResults) {
-    kqtest::TemporaryDirectory mac;
-    mac.writeFile("Applications/Local.app/Contents/Info.plist");
-    kqtest::ScopedLayout layout(mac.path(), mac / "Users/none");
-    useRecordedReports("empty.txt", "applications.xml");
-    facts->appKit = 949;
-    const auto paths = KQUSystemInformation::allApplicationsPaths();
-    EXPECT_EQ(paths.size(), 3u);
-    EXPECT_TRUE(paths.count(mac / "Applications/Local.app"));
-}
-
 TEST_F(ProfilerTest, SynchronisedDevicesFromTheIPodPreferences) {
     kqtest::TemporaryDirectory home;
+    kqtest::ScopedLayout layout("/", home.path());
+    const std::string preferences = home.writeFile("Library/Preferences/com.apple.iPod.plist", "<plist><dict><key>Devices</key>");
+    EXPECT_TRUE(KQUSystemInformation::connectedIOSDevicesInformation().empty());
     const kq::Date connected = kq::dateWithTimeIntervalSinceReferenceDate(500000000);
     kq::Dictionary devices{
         {"A", kq::Dictionary{{"Serial Number", "DX3K1234ABCD"}, {"Use Count", 12}, {"Connected", connected},
@@ -166,9 +156,7 @@ TEST_F(ProfilerTest, SynchronisedDevicesFromTheIPodPreferences) {
         {"B", kq::Dictionary{{"Serial Number", 42}, {"Use Count", "many"}, {"Connected", "yesterday"}}},
         {"C", kq::Dictionary{{"Device Class", "iPad"}}},
         {"D", "not a device"}};
-    ASSERT_TRUE(kq::PropertyList::writeFile(home.makeDirectory("Library/Preferences") + "/com.apple.iPod.plist",
-                                            kq::Dictionary{{"Devices", devices}}));
-    kqtest::ScopedLayout layout("/", home.path());
+    ASSERT_TRUE(kq::PropertyList::writeFile(preferences, kq::Dictionary{{"Devices", devices}}));
     const kq::Array found = KQUSystemInformation::connectedIOSDevicesInformation();
 
     ASSERT_EQ(found.size(), 2u);
@@ -180,13 +168,6 @@ TEST_F(ProfilerTest, SynchronisedDevicesFromTheIPodPreferences) {
     EXPECT_EQ(phone->numberValueForKey(kKQUExternIOSDeviceUseCountKey)->integerValue(), 12);
     EXPECT_EQ(*phone->dateValueForKey(kKQUExternIOSDeviceConnectionDateKey), connected);
     EXPECT_EQ(*phone->stringValueForKey(kKQUExternIOSDeviceClassKey), "iPhone");
-}
-
-TEST_F(ProfilerTest, NoIPodPreferencesGiveNoDevices) {
-    kqtest::TemporaryDirectory home;
-    home.writeFile("Library/Preferences/com.apple.iPod.plist", "<plist><dict><key>Devices</key>");
-    kqtest::ScopedLayout layout("/", home.path());
-    EXPECT_TRUE(KQUSystemInformation::connectedIOSDevicesInformation().empty());
 }
 
 }  // namespace

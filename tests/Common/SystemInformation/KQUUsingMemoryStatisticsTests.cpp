@@ -27,7 +27,7 @@ protected:
     const KQUUsingMemoryStatistics& statistics = KQUUsingMemoryStatistics::sharedMemoryStatistics();
 };
 
-TEST_F(MemoryStatisticsTest, SizesArePageCountsTimesThePageSize) {
+TEST_F(MemoryStatisticsTest, SizesArePageCountsTimesAPageSizeFetchedOnce) {
     EXPECT_EQ(statistics.pageSize(), 16384u);
     EXPECT_EQ(statistics.freeMemorySize(), 100u * 16384);
     EXPECT_EQ(statistics.activeMemorySize(), 200u * 16384);
@@ -35,35 +35,19 @@ TEST_F(MemoryStatisticsTest, SizesArePageCountsTimesThePageSize) {
     EXPECT_EQ(statistics.compressedMemorySize(), 50u * 16384);
     // No firmware figures: nothing stolen.
     EXPECT_EQ(statistics.wiredMemorySize(), 400u * 16384);
-    EXPECT_EQ(&statistics, &KQUUsingMemoryStatistics::sharedMemoryStatistics());
-}
-
-TEST_F(MemoryStatisticsTest, PageSizeIsFetchedOnceForTheProcess) {
-    EXPECT_EQ(statistics.pageSize(), 16384u);
     facts->page = 4096;
     EXPECT_EQ(statistics.pageSize(), 16384u);
     EXPECT_EQ(facts->pageSizeQueries, 1);
+    EXPECT_EQ(&statistics, &KQUUsingMemoryStatistics::sharedMemoryStatistics());
 }
 
-TEST_F(MemoryStatisticsTest, UnreadableCountersLeaveThePageSizeZeroForGood) {
-    facts->statistics.reset();
-    EXPECT_EQ(statistics.pageSize(), 0u);
-    EXPECT_EQ(facts->pageSizeQueries, 0);
-    facts->statistics = kq::VMStatistics{};
-    facts->statistics->active_count = 10;
-    EXPECT_EQ(statistics.activeMemorySize(), 0u);
-    EXPECT_EQ(statistics.compressedMemorySize(), 0u);
-    // Only the stolen part of wired memory survives.
-    facts->firmware = {{"machdep.memmap.Reserved", 0x10000000}, {"machdep.memmap.Unusable", 0}, {"machdep.memmap.Other", 0}};
-    EXPECT_EQ(statistics.wiredMemorySize(), 0x10000000u);
-}
-
-TEST_F(MemoryStatisticsTest, FailedReadsGiveZero) {
+TEST_F(MemoryStatisticsTest, UnreadableCountersGiveZeroAndLeaveThePageSizeZeroForGood) {
     facts->statistics.reset();
     facts->statistics64.reset();
+    EXPECT_EQ(statistics.pageSize(), 0u);
+    EXPECT_EQ(facts->pageSizeQueries, 0);
     EXPECT_EQ(statistics.freeMemorySize(), 0u);
     EXPECT_EQ(statistics.wiredMemorySize(), 0u);
-    EXPECT_EQ(statistics.compressedMemorySize(), 0u);
     kq::VMStatistics record;
     EXPECT_FALSE(statistics.getStatisticsData(&record));
     kq::VMStatistics64 record64;
@@ -71,6 +55,16 @@ TEST_F(MemoryStatisticsTest, FailedReadsGiveZero) {
     // A null record is accepted without reading.
     EXPECT_TRUE(statistics.getStatisticsData(nullptr));
     EXPECT_TRUE(statistics.getStatistics64Data(nullptr));
+
+    facts->statistics = kq::VMStatistics{};
+    facts->statistics->active_count = 10;
+    facts->statistics64 = kq::VMStatistics64{};
+    facts->statistics64->compressor_page_count = 10;
+    EXPECT_EQ(statistics.activeMemorySize(), 0u);
+    EXPECT_EQ(statistics.compressedMemorySize(), 0u);
+    // Only the stolen part of wired memory survives.
+    facts->firmware = {{"machdep.memmap.Reserved", 0x10000000}, {"machdep.memmap.Unusable", 0}, {"machdep.memmap.Other", 0}};
+    EXPECT_EQ(statistics.wiredMemorySize(), 0x10000000u);
 }
 
 TEST_F(MemoryStatisticsTest, StolenMemoryBelow128MiBCountsAsNone) {

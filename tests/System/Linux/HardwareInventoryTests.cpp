@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "System/Linux/EDID.h"
 #include "System/Linux/LinuxSystemFacts.h"
@@ -46,22 +47,18 @@ std::string smbiosTable() {
 TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
     const auto modules = kq::memoryModulesFromSMBIOSTable(smbiosTable());
     ASSERT_EQ(modules.size(), 3u);
-    EXPECT_EQ(modules[0].slotName, "BANK 0/DIMM 0");
-    EXPECT_EQ(modules[0].sizeBytes, 8ull << 30);
-    EXPECT_EQ(modules[0].type, "DDR4");
-    EXPECT_EQ(modules[0].speedMHz, 2667u);
-    EXPECT_EQ(modules[0].manufacturer, "Samsung");
-    EXPECT_EQ(modules[0].serialNumber, "12345678");
-    EXPECT_EQ(modules[0].partNumber, "M471A1K43CB1-CTD");
+    const auto& m = modules[0];
+    EXPECT_EQ(std::tie(m.slotName, m.sizeBytes, m.type, m.speedMHz),
+              std::make_tuple("BANK 0/DIMM 0", 8ull << 30, "DDR4", 2667u));
+    // Strings are trimmed.
+    EXPECT_EQ(std::tie(m.manufacturer, m.serialNumber, m.partNumber),
+              std::make_tuple("Samsung", "12345678", "M471A1K43CB1-CTD"));
     EXPECT_EQ(modules[1].sizeBytes, 0u);
     EXPECT_EQ(modules[1].type, "Empty");
     EXPECT_EQ(modules[2].sizeBytes, 64ull << 30);
     EXPECT_EQ(modules[2].type, "DDR5");
-}
-
-TEST(SMBIOSMemoryDevices, TruncatedOrMalformedTablesGiveNothing) {
-    const std::string table = smbiosTable();
-    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(table.substr(0, 60)).empty());
+    // Truncated or malformed tables give nothing.
+    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(smbiosTable().substr(0, 60)).empty());
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(std::string("\x11\x02\x00\x00", 4)).empty());
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable("").empty());
 }
@@ -86,13 +83,9 @@ std::string edidBlock() {
 TEST(EDID, NameModeVendorAndDate) {
     const auto display = kq::displayFromEDID(edidBlock());
     ASSERT_TRUE(display.has_value());
-    EXPECT_EQ(display->name, "DELL U2419H");
-    EXPECT_EQ(display->width, 1920u);
-    EXPECT_EQ(display->height, 1080u);
-    EXPECT_EQ(display->vendorNumber, 0x10ac);
-    EXPECT_EQ(display->productNumber, 0xa0c4);
-    EXPECT_EQ(display->yearOfManufacture, 2019u);
-    EXPECT_EQ(display->weekOfManufacture, 12u);
+    EXPECT_EQ(std::tie(display->name, display->width, display->height), std::make_tuple("DELL U2419H", 1920u, 1080u));
+    EXPECT_EQ(std::tie(display->vendorNumber, display->productNumber, display->yearOfManufacture, display->weekOfManufacture),
+              std::make_tuple(0x10ac, 0xa0c4, 2019u, 12u));
     EXPECT_EQ(kq::displayFromEDID(edidBlock().substr(0, 127)), std::nullopt);
     std::string wrongHeader = edidBlock();
     wrongHeader[0] = 1;
@@ -142,19 +135,14 @@ TEST_F(LinuxInventoryTest, MemoryModulesFromTheDMITable) {
 
 TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {
     root.writeFile("usr/share/misc/pci.ids", std::string(kPCIDatabase));
-    root.writeFile("sys/class/drm/card0/device/vendor", "0x8086\n");
-    root.writeFile("sys/class/drm/card0/device/device", "0x5917\n");
-    root.writeFile("sys/class/drm/card0/device/revision", "0x07\n");
-    root.writeFile("sys/class/drm/card0-eDP-1/status", "connected\n");
-    root.writeFile("sys/class/drm/card0-eDP-1/edid", "");
-    root.writeFile("sys/class/drm/card0-HDMI-A-1/status", "connected\n");
     root.writeFile("sys/class/drm/card0-HDMI-A-1/edid", edidBlock());
-    root.writeFile("sys/class/drm/card0-DP-1/status", "disconnected\n");
-    root.writeFile("sys/class/drm/card1/device/vendor", "0x10de\n");
-    root.writeFile("sys/class/drm/card1/device/device", "0x1c82\n");
-    root.writeFile("sys/class/drm/card2/device/uevent", "DRIVER=vc4-drm\nOF_NAME=gpu\n");
-    root.writeFile("sys/class/drm/renderD128/dev", "226:128\n");
-    root.writeFile("sys/class/drm/version", "drm 1.1.0\n");
+    for (auto [file, contents] : {std::pair{"card0/device/vendor", "0x8086\n"}, {"card0/device/device", "0x5917\n"},
+                                  {"card0/device/revision", "0x07\n"}, {"card0-eDP-1/status", "connected\n"},
+                                  {"card0-eDP-1/edid", ""}, {"card0-HDMI-A-1/status", "connected\n"},
+                                  {"card0-DP-1/status", "disconnected\n"}, {"card1/device/vendor", "0x10de\n"},
+                                  {"card1/device/device", "0x1c82\n"}, {"card2/device/uevent", "DRIVER=vc4-drm\nOF_NAME=gpu\n"},
+                                  {"renderD128/dev", "226:128\n"}, {"version", "drm 1.1.0\n"}})
+        root.writeFile(std::string("sys/class/drm/") + file, contents);
 
     const auto gpus = facts().graphicsProcessors();
     ASSERT_EQ(gpus.size(), 3u);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <tuple>
 
 #include "Support/TemporaryDirectory.h"
 
@@ -91,6 +92,7 @@ TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
     EXPECT_EQ(info->maxMem, 16213772ull * 1024);
     EXPECT_EQ(facts().cpuBrandString(), "Intel(R) Core(TM) i7-8650U CPU @ 1.90GHz");
     EXPECT_EQ(facts().cpuFrequency(), 2112000000u);
+    EXPECT_EQ(facts().processorClockSpeed(), 2112000000);
     EXPECT_EQ(facts().cpuPackages(), 1u);
     EXPECT_EQ(facts().cpuCores(), 2u);
 
@@ -129,25 +131,19 @@ TEST_F(LinuxSystemFactsTest, ProcessorTypesOfOtherArchitectures) {
 
 TEST_F(LinuxSystemFactsTest, PageCountersFromMeminfoAndVmstat) {
     const std::uint64_t pageKB = facts().pageSize().value() / 1024;
-    root.writeFile("proc/meminfo",
-                   "MemTotal: 16000000 kB\nMemFree: " + std::to_string(1000 * pageKB) + " kB\nActive: " +
-                       std::to_string(200 * pageKB) + " kB\nInactive: " + std::to_string(300 * pageKB) +
-                       " kB\nUnevictable: " + std::to_string(10 * pageKB) + " kB\nSUnreclaim: " +
-                       std::to_string(20 * pageKB) + " kB\nKernelStack: " + std::to_string(3 * pageKB) +
-                       " kB\nPageTables: " + std::to_string(7 * pageKB) + " kB\nZswap: " +
-                       std::to_string(40 * pageKB) + " kB\n");
+    std::string meminfo = "MemTotal: 16000000 kB\n";
+    for (auto [key, pages] : {std::pair{"MemFree", 1000}, {"Active", 200}, {"Inactive", 300}, {"Unevictable", 10},
+                              {"SUnreclaim", 20}, {"KernelStack", 3}, {"PageTables", 7}, {"Zswap", 40}})
+        meminfo += std::string(key) + ": " + std::to_string(pages * pageKB) + " kB\n";
+    root.writeFile("proc/meminfo", meminfo);
     root.writeFile("proc/vmstat", "nr_free_pages 5\npgfault 123456\npgmajfault 77\npswpin 3\npswpout 4\n");
     const auto statistics = facts().vmStatistics();
     ASSERT_TRUE(statistics.has_value());
-    EXPECT_EQ(statistics->free_count, 1000u);
-    EXPECT_EQ(statistics->active_count, 200u);
-    EXPECT_EQ(statistics->inactive_count, 300u);
-    EXPECT_EQ(statistics->wire_count, 40u);
-    EXPECT_EQ(statistics->faults, 123456u);
-    const auto statistics64 = facts().vmStatistics64();
-    EXPECT_EQ(statistics64->compressor_page_count, 40u);
-    EXPECT_EQ(statistics64->swapouts, 4u);
-
+    EXPECT_EQ(std::tie(statistics->free_count, statistics->active_count, statistics->inactive_count,
+                       statistics->wire_count, statistics->faults),
+              std::make_tuple(1000u, 200u, 300u, 40u, 123456u));
+    EXPECT_EQ(facts().vmStatistics64()->compressor_page_count, 40u);
+    EXPECT_EQ(facts().vmStatistics64()->swapouts, 4u);
     root.writeFile("proc/meminfo", "garbage\n");
     EXPECT_EQ(facts().vmStatistics(), std::nullopt);
 }
@@ -167,18 +163,17 @@ TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
     EXPECT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Reserved", bytes), -1);
     EXPECT_EQ(errno, ENOENT);
 
-    const auto range = [&](int index, const char* start, const char* end, const char* type) {
-        const std::string base = "sys/firmware/memmap/" + std::to_string(index) + "/";
+    // Range 2 is 64 MiB taken by graphics; range 3 a device window with no RAM behind it.
+    int index = 0;
+    for (auto [start, end, type] : {std::tuple{"0x0", "0x9fbff", "System RAM"}, {"0x9fc00", "0xfffff", "Reserved"},
+                                    {"0x8c000000", "0x8fffffff", "Reserved"}, {"0xe0000000", "0xefffffff", "Reserved"},
+                                    {"0x8b000000", "0x8b0fffff", "ACPI Non-volatile Storage"},
+                                    {"0x8b100000", "0x8b1fffff", "Unusable memory"}}) {
+        const std::string base = "sys/firmware/memmap/" + std::to_string(index++) + "/";
         root.writeFile(base + "start", start);
         root.writeFile(base + "end", end);
         root.writeFile(base + "type", type);
-    };
-    range(0, "0x0", "0x9fbff", "System RAM");
-    range(1, "0x9fc00", "0xfffff", "Reserved");
-    range(2, "0x8c000000", "0x8fffffff", "Reserved");  // 64 MiB taken by graphics
-    range(3, "0xe0000000", "0xefffffff", "Reserved");  // a device window, no RAM behind it
-    range(4, "0x8b000000", "0x8b0fffff", "ACPI Non-volatile Storage");
-    range(5, "0x8b100000", "0x8b1fffff", "Unusable memory");
+    }
     root.writeFile("sys/devices/system/memory/block_size_bytes", "8000000");
     for (int block = 0; block < 18; ++block)
         root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online");
@@ -194,7 +189,7 @@ TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
     EXPECT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Bogus", bytes), -1);
 }
 
-TEST_F(LinuxSystemFactsTest, OperatingSystemFromOSRelease) {
+TEST_F(LinuxSystemFactsTest, OperatingSystemAndBootTime) {
     EXPECT_EQ(facts().operatingSystemName(), "Linux");
     EXPECT_EQ(facts().systemVersionComponent(0), std::nullopt);
     root.writeFile("usr/lib/os-release", "NAME=Fallback\n");
@@ -210,9 +205,7 @@ TEST_F(LinuxSystemFactsTest, OperatingSystemFromOSRelease) {
     root.writeFile("etc/debian_version", "trixie/sid\n");
     EXPECT_EQ(facts().systemVersionComponent(1), 0);
     EXPECT_GT(facts().appKitVersionNumber(), 1504.0);
-}
 
-TEST_F(LinuxSystemFactsTest, BootTimeFromProcStat) {
     EXPECT_EQ(facts().bootTime(), std::nullopt);
     root.writeFile("proc/stat", "cpu  1 2 3\nintr 5\nbtime 1795385209\nprocesses 9\n");
     EXPECT_EQ(facts().bootTime(), 1795385209);
@@ -252,48 +245,34 @@ protected:
                        "31 26 0:40 / /mnt/share rw - nfs4 server:/share rw\n"
                        "32 26 8:1 / /data rw - ext4 /dev/sda1 rw\n");
         for (const char* mountPoint : {"media/sam/My Stick", "mnt/share", "data", "srv/home"}) root.makeDirectory(mountPoint);
-        disk("nvme0n1", "259:0", "1000215216", false);
-        partition("nvme0n1", "nvme0n1p2", "259:2", "999165952");
-        disk("sdb", "8:16", "60437492", true);
-        partition("sdb", "sdb1", "8:17", "60435456");
-        disk("sda", "8:0", "3907029168", false);
-        partition("sda", "sda1", "8:1", "3907027120");
+        device("", "nvme0n1", "259:0", "1000215216");
+        device("nvme0n1", "nvme0n1p2", "259:2", "999165952");
+        device("", "sdb", "8:16", "60437492", true);
+        device("sdb", "sdb1", "8:17", "60435456");
+        device("", "sda", "8:0", "3907029168");
+        device("sda", "sda1", "8:1", "3907027120");
     }
-    void disk(const std::string& name, const std::string& device, const std::string& sectors, bool removable) {
-        const std::string folder = "sys/devices/pci0000:00/block/" + name;
+    // A block device folder (a partition when `disk` is given) linked from sys/dev/block.
+    void device(const std::string& disk, const std::string& name, const std::string& numbers, const std::string& sectors,
+                bool removable = false) {
+        const std::string folder = "sys/devices/pci0000:00/block/" + (disk.empty() ? name : disk + "/" + name);
         root.writeFile(folder + "/size", sectors);
-        root.writeFile(folder + "/removable", removable ? "1" : "0");
-        root.writeFile(folder + "/dev", device);
-        link(device, folder);
-    }
-    void partition(const std::string& disk, const std::string& name, const std::string& device, const std::string& sectors) {
-        const std::string folder = "sys/devices/pci0000:00/block/" + disk + "/" + name;
-        root.writeFile(folder + "/size", sectors);
-        root.writeFile(folder + "/partition", "2");
-        link(device, folder);
-    }
-    void link(const std::string& device, const std::string& folder) {
+        root.writeFile(folder + (disk.empty() ? "/removable" : "/partition"), disk.empty() ? (removable ? "1" : "0") : "2");
+        if (disk.empty()) root.writeFile(folder + "/dev", numbers);
         root.makeDirectory("sys/dev/block");
-        root.makeSymlink("sys/dev/block/" + device, "../../../" + folder);
+        root.makeSymlink("sys/dev/block/" + numbers, "../../../" + folder);
     }
 };
 
-TEST_F(LinuxVolumesTest, VisibleVolumesAreDeviceAndNetworkMounts) {
-    EXPECT_EQ(facts().mountedVolumePaths(),
-              (std::vector<std::string>{"/", "/media/sam/My Stick", "/mnt/share", "/data"}));
-}
-
-TEST_F(LinuxVolumesTest, RootDiskIsTheWholeDiskAboveThePartition) {
+TEST_F(LinuxVolumesTest, VisibleVolumesRootDiskAndRemovableOnes) {
+    EXPECT_EQ(facts().mountedVolumePaths(), (std::vector<std::string>{"/", "/media/sam/My Stick", "/mnt/share", "/data"}));
+    // The root disk is the whole disk above the root partition.
     const auto chain = facts().rootVolumeStorageChain();
     ASSERT_TRUE(chain.has_value());
     ASSERT_EQ(chain->size(), 2u);
-    EXPECT_FALSE((*chain)[0].isWhole);
-    EXPECT_EQ((*chain)[0].size, 999165952ull * 512);
-    EXPECT_TRUE((*chain)[1].isMedia && (*chain)[1].isWhole);
-    EXPECT_EQ((*chain)[1].size, 1000215216ull * 512);
-}
+    EXPECT_TRUE(!(*chain)[0].isWhole && (*chain)[0].size == 999165952ull * 512);
+    EXPECT_TRUE((*chain)[1].isMedia && (*chain)[1].isWhole && (*chain)[1].size == 1000215216ull * 512);
 
-TEST_F(LinuxVolumesTest, RemovableAndUserMountedVolumes) {
     const auto rootVolume = facts().volumeAtPath("/");
     ASSERT_TRUE(rootVolume.has_value());
     EXPECT_FALSE(rootVolume->removable || rootVolume->unmountable);

@@ -28,13 +28,11 @@ TEST(VolumeDevicesTests, MountInfoLinesAreParsedWithEscapesAndOptionalFields) {
     EXPECT_EQ(volumes[2].fileSystemType, "nfs4");
 }
 
+// USB, NVMe and virtual devices are covered by the recorded tree below.
 TEST(VolumeDevicesTests, BusComesFromTheDevicePath) {
-    for (auto [path, bus] : {std::pair{"/devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block/sdb",
-                                       DeviceBus::External},
-                             {"/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block/sda", DeviceBus::Internal},
-                             {"/devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0/nvme0n1", DeviceBus::Internal},
+    for (auto [path, bus] : {std::pair{"/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block/sda",
+                                       DeviceBus::Internal},
                              {"/devices/pci0000:00/0000:00:05.0/virtio2/block/vda", DeviceBus::Internal},
-                             {"/devices/virtual/block/loop0", DeviceBus::None},
                              {"/devices/vbd-51712/block/xvda", DeviceBus::None}})
         EXPECT_EQ(kq::platform::busOfSysfsDevicePath(path), bus) << path;
 }

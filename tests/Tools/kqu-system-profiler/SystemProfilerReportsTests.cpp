@@ -58,11 +58,8 @@ TEST_F(ProfilerReportsTest, HardwareOverviewInBothForms) {
     EXPECT_NE(text.find("\n      Serial Number (system): 5CG7ABC12\n"), std::string::npos);
 }
 
-TEST_F(ProfilerReportsTest, UnknownDataTypeHasNoReport) {
+TEST_F(ProfilerReportsTest, MemoryReportWithoutReadableModulesHasNoGroupsAndUnknownTypesNone) {
     EXPECT_EQ(profiler::report("SPAudioDataType", facts(), layout()), std::nullopt);
-}
-
-TEST_F(ProfilerReportsTest, MemoryReportWithoutReadableModulesHasNoGroups) {
     const auto report = profiler::report("SPMemoryDataType", facts(), layout());
     EXPECT_TRUE(report->arrayValueForKey("_items")->empty());
     EXPECT_EQ(profiler::reportText(*report), "Memory:\n\n");
@@ -113,19 +110,13 @@ protected:
     std::shared_ptr<const kq::FileSystemLayout> previous;
 };
 
-TEST_F(ShippedProfilerTest, HardwareValuesByLabel) {
+TEST_F(ShippedProfilerTest, HardwareApplicationsMemoryAndGraphicsOfTheFixtures) {
     EXPECT_EQ(KQUSystemInformation::humanMachineType(), "Dell Inc. Precision 5530");
     EXPECT_EQ(KQUSystemInformation::humanReadableMemorySizeString(), "16 GB");
     EXPECT_EQ(KQUSystemInformation::systemProfileValueForKey("Total Number of Cores: "), "2");
-}
-
-TEST_F(ShippedProfilerTest, ApplicationPathsOfAnOfflineMacTree) {
     EXPECT_EQ(KQUSystemInformation::allApplicationsPathsWithSystemProfiler(),
               (std::unordered_set<std::string>{mac / "Applications/Safari.app", mac / "Applications/Utilities/Terminal.app",
                                                mac / "Users/sam/Applications/Mine.app"}));
-}
-
-TEST_F(ShippedProfilerTest, MemoryModulesAndGraphicsOfTheFixtureMachine) {
     EXPECT_EQ(KQUSystemInformation::memoryInfo(), std::nullopt);
     machine.writeFile("sys/class/drm/card0/device/vendor", "0x1af4\n");
     machine.writeFile("sys/class/drm/card0/device/device", "0x1050\n");
