@@ -3,9 +3,9 @@
 #include <cmath>
 #include <cctype>
 #include <cstdio>
-#include <ctime>
 #include <ostream>
 
+#include "Foundation/PropertyListCoding.h"
 #include "KQFoundation/Foundation/Describe.h"
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/Value.h"
@@ -23,15 +23,12 @@ std::string describe(const std::exception& e) { return e.what(); }
 namespace {
 
 std::string describeDate(Date d) {
-    // A date read from a file may hold any double, NaN included.
-    const double seconds = d.time_since_epoch().count();
-    if (!std::isfinite(seconds) || std::abs(seconds) > 1e15) return "(invalid date)";
-    const auto t = static_cast<std::time_t>(std::floor(seconds));
-    std::tm tm{};
-    if (!gmtime_r(&t, &tm)) return "(invalid date)";
-    char buffer[64];
-    std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S +0000", &tm);
-    return buffer;
+    // Calendar arithmetic rather than gmtime: a date read from a file may hold
+    // any double, NaN included.
+    std::string iso = plist::formatISO8601(std::floor(timeIntervalSinceReferenceDate(d)));
+    if (iso.size() < 20) return "(invalid date)";
+    iso[10] = ' ';
+    return iso.replace(iso.size() - 1, 1, " +0000");
 }
 
 // Inside collections, strings are quoted unless they are plain words.

@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "Foundation/PropertyListCoding.h"
+#include "KQFoundation/Foundation/Base64.h"
 
 namespace kq::plist {
 namespace {
@@ -71,37 +72,6 @@ std::optional<Value> parseReal(std::string_view text) {
     auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), d);
     if (text.empty() || error != std::errc() || end != text.data() + text.size()) return std::nullopt;
     return Value(d);
-}
-
-std::optional<Data> decodeBase64(std::string_view text) {
-    Data out;
-    std::uint32_t bits = 0;
-    int count = 0;
-    bool padded = false;
-    for (char c : text) {
-        int v;
-        if (c >= 'A' && c <= 'Z') v = c - 'A';
-        else if (c >= 'a' && c <= 'z') v = c - 'a' + 26;
-        else if (c >= '0' && c <= '9') v = c - '0' + 52;
-        else if (c == '+') v = 62;
-        else if (c == '/') v = 63;
-        else if (c == '=') { padded = true; continue; }
-        else if (isSpace(c)) continue;
-        else return std::nullopt;
-        if (padded) return std::nullopt;  // data after the padding
-        bits = bits << 6 | static_cast<std::uint32_t>(v);
-        if (++count == 4) {
-            out.push_back(static_cast<std::uint8_t>(bits >> 16));
-            out.push_back(static_cast<std::uint8_t>(bits >> 8));
-            out.push_back(static_cast<std::uint8_t>(bits));
-            bits = 0;
-            count = 0;
-        }
-    }
-    if (count == 1) return std::nullopt;
-    if (count >= 2) out.push_back(static_cast<std::uint8_t>(bits >> (count == 2 ? 4 : 10)));
-    if (count == 3) out.push_back(static_cast<std::uint8_t>(bits >> 2));
-    return out;
 }
 
 class XMLReader {
@@ -167,7 +137,7 @@ private:
         if (named(node, "integer")) return parseInteger(*content);
         if (named(node, "real")) return parseReal(*content);
         if (named(node, "data")) {
-            auto data = decodeBase64(*content);
+            auto data = dataFromBase64String(*content);
             if (!data) return std::nullopt;
             return Value(std::move(*data));
         }

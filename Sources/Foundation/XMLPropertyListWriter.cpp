@@ -4,27 +4,12 @@
 #include <cmath>
 
 #include "Foundation/PropertyListCoding.h"
+#include "KQFoundation/Foundation/Base64.h"
 #include "Foundation/UnicodeText.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
 
 namespace kq::plist {
 namespace {
-
-std::string base64(const Data& data) {
-    static const char* alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    out.reserve((data.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < data.size(); i += 3) {
-        const std::uint32_t n = static_cast<std::uint32_t>(data[i]) << 16 |
-                                (i + 1 < data.size() ? static_cast<std::uint32_t>(data[i + 1]) << 8 : 0) |
-                                (i + 2 < data.size() ? data[i + 2] : 0);
-        out += alphabet[n >> 18 & 63];
-        out += alphabet[n >> 12 & 63];
-        out += i + 1 < data.size() ? alphabet[n >> 6 & 63] : '=';
-        out += i + 2 < data.size() ? alphabet[n & 63] : '=';
-    }
-    return out;
-}
 
 class XMLWriter {
 public:
@@ -100,7 +85,7 @@ private:
                 const std::string text = formatISO8601(*v.timeIntervalSinceReferenceDate());
                 return !text.empty() && element("date", text, depth, false);
             }
-            case Value::Type::Data: return element("data", base64(*v.asData()), depth, false);
+            case Value::Type::Data: return element("data", base64EncodedString(*v.asData()), depth, false);
             case Value::Type::String: return element("string", *v.asString(), depth);
             case Value::Type::URL: return element("string", v.asURL()->absoluteString(), depth);
             case Value::Type::Array: {

@@ -6,27 +6,12 @@
 #include <cstdio>
 #include <ctime>
 
+#include "KQFoundation/Foundation/Base64.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
 
 namespace kqu {
 
 namespace {
-
-std::string base64(const kq::Data& data) {
-    static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string out;
-    out.reserve((data.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < data.size(); i += 3) {
-        const std::uint32_t chunk = static_cast<std::uint32_t>(data[i]) << 16 |
-                                    (i + 1 < data.size() ? static_cast<std::uint32_t>(data[i + 1]) << 8 : 0) |
-                                    (i + 2 < data.size() ? data[i + 2] : 0);
-        out.push_back(kAlphabet[chunk >> 18 & 63]);
-        out.push_back(kAlphabet[chunk >> 12 & 63]);
-        out.push_back(i + 1 < data.size() ? kAlphabet[chunk >> 6 & 63] : '=');
-        out.push_back(i + 2 < data.size() ? kAlphabet[chunk & 63] : '=');
-    }
-    return out;
-}
 
 void appendReal(std::string& out, double value) {
     if (!std::isfinite(value)) {
@@ -55,7 +40,7 @@ public:
                 break;
             case kq::Value::Type::Real: appendReal(out, value.doubleValue()); break;
             case kq::Value::Type::String: appendJSONString(out, *value.asString()); break;
-            case kq::Value::Type::Data: appendJSONString(out, base64(*value.asData())); break;
+            case kq::Value::Type::Data: appendJSONString(out, kq::base64EncodedString(*value.asData())); break;
             case kq::Value::Type::Date: appendJSONString(out, iso8601(*value.asDate())); break;
             case kq::Value::Type::URL: appendJSONString(out, value.asURL()->absoluteString()); break;
             case kq::Value::Type::Array: writeArray(*value.asArray(), depth); break;
