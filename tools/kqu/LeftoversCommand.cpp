@@ -247,12 +247,9 @@ TrashOutcome moveToTrash(const std::vector<Leftover>& items) {
         std::string destination;
         std::string reason;
         std::error_code error;
+        // The protected move itself refuses what is gone or already in the trash, and says why.
         if (insideMoved != movedPaths.end()) {
             reason = "it went to the trash with " + *insideMoved;
-        } else if (!fileManager.attributesOfItemAtPath(item.path)) {
-            reason = "it no longer exists";
-        } else if (fileManager.isPathInTrash(item.path)) {
-            reason = "it is already in the trash";
         } else if (!fileManager.moveItemAtPathToTrash(item.path, &destination, &error)) {
             reason = error.message() + "; it was left where it is";
         }

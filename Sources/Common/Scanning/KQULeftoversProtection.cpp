@@ -20,30 +20,9 @@ constexpr std::string_view kContainerMetadata = ".com.apple.containermanagerd.me
 // enough not to walk a large support folder through.
 constexpr std::size_t kApplicationSupportDepth = 4;
 
-bool startsWith(std::string_view text, std::string_view prefix) {
-    return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
-}
-
-/// Case-insensitive glob: "*" any run, "?" one byte.
-bool globMatches(std::string_view pattern, std::string_view text) {
-    std::size_t p = 0, t = 0, starP = std::string_view::npos, starT = 0;
-    while (t < text.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            starP = p++;
-            starT = t;
-        } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == text[t])) {
-            ++p;
-            ++t;
-        } else if (starP != std::string_view::npos) {
-            p = starP + 1;
-            t = ++starT;
-        } else {
-            return false;
-        }
-    }
-    while (p < pattern.size() && pattern[p] == '*') ++p;
-    return p == pattern.size();
-}
+// Vendor-wide patterns and names are both lowercased: the knowledge base's own
+// LIKE matching, case-insensitive.
+constexpr kq::FoldOptions kCaseInsensitive{true, false};
 
 std::optional<std::string> usableIdentifierOfBundle(const std::string& path) {
     const std::shared_ptr<kq::Bundle> bundle = kq::Bundle::bundleWithPath(path);
@@ -83,7 +62,7 @@ std::string withoutFileExtension(std::string_view name) {
 /// The name without "group." and, for a file, its extension: "group.com.vendor" -> "com.vendor".
 std::vector<std::string> nameVariants(std::string_view name) {
     std::vector<std::string> variants{std::string(name)};
-    if (startsWith(lowercased(name), "group.")) variants.emplace_back(name.substr(6));
+    if (lowercased(name).starts_with("group.")) variants.emplace_back(name.substr(6));
     const std::size_t count = variants.size();
     for (std::size_t i = 0; i < count; ++i) {
         std::string bare = withoutFileExtension(variants[i]);
@@ -101,7 +80,7 @@ bool KQUIsUsableBundleIdentifier(std::string_view identifier) {
 }
 
 std::string KQUApplicationIdentifierForLeftoverName(std::string_view name) {
-    if (startsWith(lowercased(name), "group.")) name.remove_prefix(6);
+    if (lowercased(name).starts_with("group.")) name.remove_prefix(6);
     const std::string bare = withoutFileExtension(name);
     // Not named like an identifier ("Editor-2024-05-01-120000.ips"): the program's name.
     if (std::count(bare.begin(), bare.end(), '.') < 2) {
@@ -195,7 +174,7 @@ std::optional<std::string> KQULeftoversProtection::reasonToKeep(const std::strin
     }
     const std::string lower = lowercased(name);
     constexpr std::string_view kHomebrewService = "homebrew.mxcl.";
-    if (startsWith(lower, kHomebrewService)) {
+    if (lower.starts_with(kHomebrewService)) {
         std::string formula = name.substr(kHomebrewService.size());
         if (lowercased(kq::pathExtension(formula)) == "plist") formula = kq::stringByDeletingPathExtension(formula);
         const kq::FileSystemLayout& layout = *kq::FileSystemLayout::current();
@@ -231,9 +210,9 @@ std::optional<std::string> KQULeftoversProtection::keptByLaunchProgram(const std
 
 std::optional<std::string> KQULeftoversProtection::keptByName(std::string_view name, bool includeApplications) const {
     std::string lower = lowercased(name);
-    if (startsWith(lower, "group.")) lower.erase(0, 6);  // group containers carry the identifier after it
+    if (lower.starts_with("group.")) lower.erase(0, 6);  // group containers carry the identifier after it
     for (std::size_t i = includeApplications ? 0 : applicationCount_; i < installed_.size(); ++i)
-        if (startsWith(lower, lowercased(installed_[i].identifier)))
+        if (lower.starts_with(lowercased(installed_[i].identifier)))
             return "it belongs to the installed " + installed_[i].description + " (" + installed_[i].identifier + ")";
     return std::nullopt;
 }
@@ -244,13 +223,13 @@ std::optional<std::string> KQULeftoversProtection::keptAsVendorWide(std::string_
         const std::string identifier = lowercased(software.identifier);
         for (const std::string& variant : variants)
             if (KQUIsUsableBundleIdentifier(variant) && identifier.size() > variant.size() &&
-                startsWith(identifier, variant) && identifier[variant.size()] == '.')
+                identifier.starts_with(variant) && identifier[variant.size()] == '.')
                 return "vendor-wide name of the installed " + software.identifier;
         for (const VendorNames& vendor : vendorNames_) {
-            if (!startsWith(identifier, vendor.vendor + ".")) continue;
+            if (!identifier.starts_with(vendor.vendor + ".")) continue;
             for (const std::string& pattern : vendor.patterns)
                 if (std::any_of(variants.begin(), variants.end(),
-                                [&](const std::string& v) { return globMatches(pattern, v); }))
+                                [&](const std::string& v) { return kq::matchesLikePatternFolded(v, pattern, kCaseInsensitive); }))
                     return "vendor-wide name (" + pattern + ") of " + vendor.vendor + ", installed as " +
                            software.identifier;
         }
