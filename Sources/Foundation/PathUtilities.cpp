@@ -154,6 +154,12 @@ std::string absolutePath(std::string_view path, bool standardize) {
     return standardize ? stringByStandardizingPath(full) : stringByAppendingPathComponent(full, "");
 }
 
+bool isPathInsideFolder(std::string_view path, std::string_view folder) {
+    if (folder == "/") return !path.empty() && path.front() == '/';
+    return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
+           (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
 bool isAbsolutePath(std::string_view path) {
     return !path.empty() && (path.front() == '/' || path.front() == '~');
 }

@@ -31,13 +31,6 @@ std::string runningUserHome() {
     return "/";
 }
 
-/// True when `path` is `folder` or lies below it.
-bool isInside(std::string_view path, std::string_view folder) {
-    if (folder == "/") return !path.empty() && path.front() == '/';
-    return path.size() >= folder.size() && path.compare(0, folder.size(), folder) == 0 &&
-           (path.size() == folder.size() || path[folder.size()] == '/');
-}
-
 std::mutex& currentMutex() {
     static std::mutex mutex;
     return mutex;
@@ -157,7 +150,7 @@ std::string FileSystemLayout::expandTilde(std::string_view path) const {
 
 std::string FileSystemLayout::resolveResourcePath(std::string_view path) const {
     std::string expanded = expandTilde(path);
-    if (isInside(expanded, home_) && home_ != "/") return expanded;
+    if (isPathInsideFolder(expanded, home_) && home_ != "/") return expanded;
     return resolve(expanded);
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "LowercasedText.h"
-#include "PathInside.h"
 #include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
@@ -202,7 +201,7 @@ std::optional<std::string> KQULeftoversProtection::keptByLaunchProgram(const std
     const kq::FileSystemLayout& layout = *kq::FileSystemLayout::current();
     // Lexically resolved, so that "/../.." cannot reach outside the inspected tree.
     const std::string resolved = kq::stringByStandardizingPath(layout.resolve(*program));
-    if (!kq::scanning::isPathInside(resolved, layout.root()) ||
+    if (!kq::isPathInsideFolder(resolved, layout.root()) ||
         !kq::FileManager::defaultManager().fileExistsAtPath(resolved))
         return std::nullopt;
     return "its program " + *program + " is installed";

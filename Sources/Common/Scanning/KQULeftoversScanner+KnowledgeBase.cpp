@@ -3,7 +3,6 @@
 #include <cctype>
 #include <unordered_map>
 
-#include "PathInside.h"
 #include "KQFoundation/KQULeftoversScanner.h"
 #include "KQFoundation/NSString+LikePredicateWrapping.h"
 #include "KQFoundation/Foundation/Bundle.h"
@@ -54,7 +53,7 @@ bool containsIgnoringASCIICase(std::string_view text, std::string_view needle) {
 }
 
 bool isInsideLayout(const kq::FileSystemLayout& layout, std::string_view path) {
-    return kq::scanning::isPathInside(path, layout.root()) || kq::scanning::isPathInside(path, layout.home());
+    return kq::isPathInsideFolder(path, layout.root()) || kq::isPathInsideFolder(path, layout.home());
 }
 
 /// Whether a symbolic link below the root (or the home) leads the folder
@@ -69,8 +68,8 @@ std::optional<std::string> linkTargetOutsideLayout(const kq::FileSystemLayout& l
     const auto restartAt = [&](const std::string& path) {
         // The root and the home are taken as given; only what lies below them is checked.
         const bool inHome =
-            kq::scanning::isPathInside(path, layout.home()) &&
-            (!kq::scanning::isPathInside(path, layout.root()) || layout.home().size() > layout.root().size());
+            kq::isPathInsideFolder(path, layout.home()) &&
+            (!kq::isPathInsideFolder(path, layout.root()) || layout.home().size() > layout.root().size());
         current = inHome ? layout.home() : layout.root();
         const std::string rest = path.size() > current.size() ? path.substr(current.size()) : std::string();
         pending.clear();

@@ -203,10 +203,8 @@ std::string resolvedFolders(const std::string& path) {
     return parent ? stringByAppendingPathComponent(*parent, lastPathComponent(path)) : path;
 }
 
-bool isStrictlyInside(const std::string& path, const std::string& folder) {
-    if (folder.empty() || path.size() <= folder.size() + (folder == "/" ? 0 : 1)) return false;
-    if (folder == "/") return path.front() == '/';
-    return path.compare(0, folder.size(), folder) == 0 && path[folder.size()] == '/';
+bool isStrictlyInside(std::string_view path, std::string_view folder) {
+    return path != folder && isPathInsideFolder(path, folder);
 }
 
 /// The item a user means by `path`, resolved so that no spelling (trailing

@@ -40,6 +40,9 @@ KQ_EXPORT std::string stringByExpandingTildeInPath(std::string_view path);
 /// resolved lexically (symbolic links are not consulted). "~" is not
 /// expanded: callers that accept it expand it first.
 KQ_EXPORT std::string absolutePath(std::string_view path, bool standardize = true);
+/// True when `path` is `folder` or lies below it, by text (both standardized:
+/// no trailing slash, no "." or ".." components).
+KQ_EXPORT bool isPathInsideFolder(std::string_view path, std::string_view folder);
 /// True for "/..." and, as on the platform, for "~...".
 KQ_EXPORT bool isAbsolutePath(std::string_view path);
 
