@@ -220,8 +220,9 @@ kq::PredicatePtr entryPredicate(const kq::Dictionary& entry, std::vector<kq::Pre
     return std::make_shared<BundleIdentifierAsNamePredicate>(std::move(predicate));
 }
 
-/// The AND of `format` applied to each value, escaped for a plain
-/// case-insensitive LIKE as identifiers are.
+/// The AND of `format` applied to each value. Only a plain case-insensitive
+/// LIKE takes the value as a pattern, so it is escaped there; "LIKE[cd] %@" is
+/// left as written.
 kq::PredicatePtr compoundOverValues(const kq::Dictionary& params, const std::vector<std::string>& values) {
     const std::string& format = requiredFormat(params);
     const bool escapeForLike = containsIgnoringASCIICase(format, "LIKE[C] %@");
@@ -317,20 +318,7 @@ kq::PredicatePtr KQULeftoversScanner::predicateFilterWithParams(const kq::Dictio
 }
 
 kq::PredicatePtr KQULeftoversScanner::installedApplicationIdentifiersFilterWithParams(const kq::Dictionary& params) {
-    const std::string& format = requiredFormat(params);
-    // Only a plain case-insensitive LIKE takes the identifier as a pattern;
-    // "LIKE[cd] %@" is left as written.
-    const bool escapeForLike = containsIgnoringASCIICase(format, "LIKE[C] %@");
-    const kq::Dictionary* variables = params.dictioniaryValueForKey("Variables");
-
-    std::vector<kq::PredicatePtr> predicates;
-    for (const std::string& identifier : installedApplicationIdentifiers()) {
-        kq::Value argument(escapeForLike ? kq::stringWrappedForLikePredicate(identifier) : identifier);
-        kq::PredicatePtr predicate = kq::Predicate::predicateWithFormat(format, {std::move(argument)});
-        if (predicate && variables) predicate = predicate->predicateWithSubstitutionVariables(*variables);
-        if (predicate) predicates.push_back(std::move(predicate));
-    }
-    return kq::Predicate::andPredicateWithSubpredicates(std::move(predicates));
+    return compoundOverValues(params, installedApplicationIdentifiers());
 }
 
 kq::PredicatePtr KQULeftoversScanner::installedApplicationNamesFilterWithParams(const kq::Dictionary& params) {
