@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "KQFoundation/Foundation/Bundle.h"
@@ -40,14 +42,10 @@ protected:
 };
 
 TEST_F(KQUApplicationComponentsScannerTests, IdentifierAndNameRulesInPreferencesAndCrashReports) {
-    tmp.writeFile("root/Users/jane/Library/Preferences/COM.Example.Editor.plist");
-    tmp.writeFile("root/Users/jane/Library/Preferences/editor.plist");
-    tmp.writeFile("root/Users/jane/Library/Preferences/EditorPro.plist");
-    tmp.writeFile("root/Users/jane/Library/Preferences/com.example.other.plist");
-    tmp.makeDirectory("root/Library/Application Support/EDITOR");
-    tmp.makeDirectory("root/Users/jane/Library/Logs/DiagnosticReports");
-    tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash");
-    tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/Viewer_2024-01-02.crash");
+    files("root/", {"Users/jane/Library/Preferences/COM.Example.Editor.plist", "Users/jane/Library/Preferences/editor.plist",
+                    "Users/jane/Library/Preferences/EditorPro.plist", "Users/jane/Library/Preferences/com.example.other.plist",
+                    "Library/Application Support/EDITOR/", "Users/jane/Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash",
+                    "Users/jane/Library/Logs/DiagnosticReports/Viewer_2024-01-02.crash"});
     // Growl's row lists its extension with a capital T and never matches.
     tmp.writeFile("root/Users/jane/Library/Application Support/Growl/Tickets/Editor.growlTicket");
 
@@ -70,10 +68,7 @@ TEST_F(KQUApplicationComponentsScannerTests, NamesFoldCaseTheUnicodeWay) {
 }
 
 TEST_F(KQUApplicationComponentsScannerTests, DownloadsRowTakesOnlyDiskImagesAndPackagesWhenAskedFor) {
-    tmp.writeFile("root/Users/jane/Downloads/Editor.DMG");
-    tmp.writeFile("root/Users/jane/Downloads/Editor.pkg");
-    tmp.writeFile("root/Users/jane/Downloads/Editor.zip");
-    tmp.writeFile("root/Users/jane/Downloads/com.example.editor.dmg");
+    files("root/Users/jane/Downloads/", {"Editor.DMG", "Editor.pkg", "Editor.zip", "com.example.editor.dmg"});
     EXPECT_TRUE(scan("com.example.editor", "Editor").empty());
     EXPECT_EQ(scan("com.example.editor", "Editor", true),
               (std::vector<std::string>{home("Downloads/Editor.DMG"), home("Downloads/Editor.pkg"),
@@ -83,12 +78,10 @@ TEST_F(KQUApplicationComponentsScannerTests, DownloadsRowTakesOnlyDiskImagesAndP
 TEST_F(KQUApplicationComponentsScannerTests, ResourcePathsAreAddedAndDuplicatesKept) {
     // The resource lists ~/Library/Caches/ExampleBackup for this identifier;
     // the Caches row finds the same folder by name.
-    tmp.makeDirectory("root/Users/jane/Library/Caches/ExampleBackup");
-    tmp.writeFile("root/Users/jane/Library/LaunchAgents/org.example.backupclient.scheduler.plist");
-    tmp.writeFile("root/Library/PrivilegedHelperTools/org.example.backupclient.helper");
-    tmp.makeDirectory("root/System/Library/Extensions/ExampleBackup.kext");
+    files("root/", {"Users/jane/Library/Caches/ExampleBackup/", "Users/jane/Library/LaunchAgents/org.example.backupclient.scheduler.plist",
+                    "Library/PrivilegedHelperTools/org.example.backupclient.helper", "System/Library/Extensions/ExampleBackup.kext/",
+                    "Applications/ExampleBackup.app/"});
     tmp.makeSymlink("root/Users/jane/Library/Application Support/ExampleBackup", "/nowhere");
-    tmp.makeDirectory("root/Applications/ExampleBackup.app");
 
     const auto paths = scan("org.example.backupclient", "ExampleBackup", false, true);
     EXPECT_EQ(paths, (std::vector<std::string>{
@@ -133,9 +126,8 @@ TEST_F(KQUApplicationComponentsScannerTests, ConfigurationFromAppPathLowerCasesT
     install("root/Applications/Editor.app", "Com.Example.Editor");
     auto configuration =
         KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Applications/Editor.app"));
-    EXPECT_EQ(configuration->bundleID(), "com.example.editor");
-    EXPECT_EQ(configuration->appName(), "Editor");
-    EXPECT_FALSE(configuration->shouldAddAppInComponent());
+    EXPECT_EQ(std::make_tuple(configuration->bundleID(), configuration->appName(), configuration->shouldAddAppInComponent()),
+              std::make_tuple(std::optional<std::string>("com.example.editor"), std::optional<std::string>("Editor"), false));
 
     auto missing = KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Nowhere/Gone.app"));
     EXPECT_FALSE(missing->bundleID());
