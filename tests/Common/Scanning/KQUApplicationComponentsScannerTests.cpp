@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -145,23 +146,19 @@ TEST(ApplicationsComponentsResourceTests, EntriesAreWellFormed) {
     const kq::Dictionary& table = *document->asDictionary();
     EXPECT_GE(table.size(), 10u);
     EXPECT_FALSE(table.dictioniaryValueForKey("org.example.backupclient"));
+    const std::set<std::string> keys{"componentsPathsInLocalLibDirectory", "componentsPathsInUserLibDirectory",
+                                     "componentsPathsInSystemLibDirectory"};
     for (const std::string& identifier : table.keys()) {
-        SCOPED_TRACE(identifier);
-        std::string lower = identifier;
-        for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        EXPECT_EQ(identifier, lower);
+        EXPECT_FALSE(std::any_of(identifier.begin(), identifier.end(), ::isupper)) << identifier;
         const kq::Dictionary* entry = table.dictioniaryValueForKey(identifier);
-        ASSERT_TRUE(entry);
+        ASSERT_TRUE(entry) << identifier;
         for (const std::string& key : entry->keys()) {
-            EXPECT_TRUE(key == "componentsPathsInLocalLibDirectory" || key == "componentsPathsInUserLibDirectory" ||
-                        key == "componentsPathsInSystemLibDirectory") << key;
             const kq::Array* paths = entry->arrayValueForKey(key);
-            ASSERT_TRUE(paths && !paths->empty());
-            for (const kq::Value& path : *paths) {
-                const std::string* text = path.asString();
-                ASSERT_TRUE(text);
-                EXPECT_TRUE(!text->empty() && text->front() != '/' && text->front() != '~' &&
-                            text->find("..") == std::string::npos) << *text;
+            EXPECT_TRUE(keys.count(key) && paths && !paths->empty()) << identifier << " " << key;
+            for (const kq::Value& path : paths ? *paths : kq::Array{}) {
+                const std::string text = path.asString() ? *path.asString() : "";
+                EXPECT_TRUE(!text.empty() && text[0] != '/' && text[0] != '~' && text.find("..") == std::string::npos)
+                    << identifier << ": " << text;
             }
         }
     }
