@@ -128,15 +128,6 @@ TEST_F(KQUApplicationsScannerTests, WalksTheEightFoldersOfUserAndLocalDomains) {
     EXPECT_EQ(scanner.filesScanner().sourceDirectories().size(), paths.size());
 }
 
-TEST_F(KQUApplicationsScannerTests, ResourceFiltersMatchFoldersWithoutApplications) {
-    const kq::PredicatePtr& skip = KQUApplicationsScanner::skipDirectoryPredicate();
-    ASSERT_TRUE(skip);
-    for (const char* folder : {"/p/node_modules", "/p/.git", "/p/Lib.PhotosLibrary", "/Music/Media.localized"})
-        EXPECT_TRUE(skip->evaluateWithObject(kq::URL::fileURLWithPath(folder, true))) << folder;
-    for (const char* folder : {"/Applications", "/p/Editor.app", "/p/modules", "/p/git"})
-        EXPECT_FALSE(skip->evaluateWithObject(kq::URL::fileURLWithPath(folder, true))) << folder;
-}
-
 TEST_F(KQUApplicationsScannerTests, ProfilerListComesFromTheSystemInformationCollector) {
     const std::string profiler = tmp.writeFile(
         "bin/profiler",

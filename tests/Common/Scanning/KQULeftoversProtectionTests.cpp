@@ -51,15 +51,10 @@ TEST(LeftoverNamesTests, UsableIdentifiersAndOwners) {
         EXPECT_FALSE(KQUIsUsableBundleIdentifier(unusable)) << unusable;
 
     const std::map<std::string, std::string> owners{
-        {"com.example.Editor", "com.example.Editor"},
-        {"com.example.Editor.plist", "com.example.Editor"},
-        {"com.example.Editor.ShareExtension", "com.example.Editor"},
-        {"group.com.example.Editor", "com.example.Editor"},
-        {"net.example.Drift.0A1B2C3D-1111.plist", "net.example.Drift"},
-        {"com.example.plist", "com.example"},
-        {"Editor", "Editor"},
-        {"Editor-2024-05-01-120000.ips", "Editor"},
-        {"Editor_2024-05-01.crash", "Editor"},
+        {"com.example.Editor", "com.example.Editor"}, {"com.example.Editor.plist", "com.example.Editor"},
+        {"com.example.Editor.ShareExtension", "com.example.Editor"}, {"group.com.example.Editor", "com.example.Editor"},
+        {"net.example.Drift.0A1B2C3D-1111.plist", "net.example.Drift"}, {"com.example.plist", "com.example"},
+        {"Editor", "Editor"}, {"Editor-2024-05-01-120000.ips", "Editor"}, {"Editor_2024-05-01.crash", "Editor"},
     };
     for (const auto& [name, owner] : owners) EXPECT_EQ(KQUApplicationIdentifierForLeftoverName(name), owner) << name;
 }

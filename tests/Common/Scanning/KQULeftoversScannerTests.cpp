@@ -165,7 +165,7 @@ TEST_F(KQULeftoversScannerTests, SourceDirectoriesResolveThroughTheLayoutAndStay
     EXPECT_TRUE(kqtest::record(scanner, log).items.empty());
 }
 
-TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
+TEST_F(KQULeftoversScannerTests, ProgressSplitsBetweenCollectorAndChildren) {
     std::vector<kq::URL> apps;
     for (int i = 0; i < 4; ++i)
         apps.push_back(application("App" + std::to_string(i), "com.example.App" + std::to_string(i)));
@@ -177,19 +177,15 @@ TEST_F(KQULeftoversScannerTests, CollectorProgressStopsShortOfItsEnd) {
     // Collector: 0, 0.25, 0.5, 0.75 (halved); then the one child: 0 and 1 on top of 0.75.
     EXPECT_EQ(log.progress, (std::vector<double>{0.0, 0.125, 0.25, 0.375, 0.375, 0.875}));
     EXPECT_DOUBLE_EQ(scanner.bundlesCollectorProgress(), 0.75);
-}
 
-TEST_F(KQULeftoversScannerTests, WithoutIdentifierFiltersProgressEndsAtOneHalf) {
-    const kq::Array knowledgeBase{entry("A", {tmp / "A"}), entry("B", {tmp / "B"}), entry("C", {tmp / "C"})};
-    KQULeftoversScanner scanner({application("X", "com.example.X")}, knowledgeBase);
-    LeftoverRecorder log;
-    kqtest::record(scanner, log);
-    EXPECT_DOUBLE_EQ(log.progress.back(), 0.5);
-    EXPECT_EQ(scanner.installedApplicationIdentifiers(), std::vector<std::string>{"com.example.X"});
-
-    scanner.scannerDidReachProgress(*scanner.scanners()[1], 0.5);
-    EXPECT_DOUBLE_EQ(scanner.scannersProgress(), 0.5);
-    EXPECT_DOUBLE_EQ(scanner.progress(), 0.25);
+    // Without identifier filters no collector runs and the children's progress is the scanner's, halved.
+    KQULeftoversScanner plain(apps, kq::Array{entry("A", {tmp / "A"}), entry("B", {tmp / "B"}), entry("C", {tmp / "C"})});
+    LeftoverRecorder plainLog;
+    kqtest::record(plain, plainLog);
+    EXPECT_EQ(std::make_pair(plainLog.progress.back(), plain.installedApplicationIdentifiers().size()),
+              std::make_pair(0.5, std::size_t{4}));
+    plain.scannerDidReachProgress(*plain.scanners()[1], 0.5);
+    EXPECT_EQ(std::make_pair(plain.scannersProgress(), plain.progress()), std::make_pair(0.5, 0.25));
 }
 
 TEST_F(KQULeftoversScannerTests, StopDuringAChildEndsItAndSkipsTheRest) {
