@@ -32,12 +32,6 @@ public:
     void scannerDidReachProgress(KQUScanner&, double value) override { progress.push_back(value); }
     void scannerDidFinish(KQUScanner&) override { finished = true; }
 
-    std::vector<std::string> sorted() const {
-        auto copy = applications;
-        std::sort(copy.begin(), copy.end());
-        return copy;
-    }
-
 private:
     std::string prefix_;
 };
@@ -76,7 +70,8 @@ TEST_F(KQUApplicationsScannerTests, WalkFindsApplicationsAndChildrenUnlessToldNo
     // Skipping children is left to kqu's apps script.
     scanner.setShouldSkipSystemProfiler(true);
     scanner.scan();
-    EXPECT_EQ(log.sorted(), (std::vector<std::string>{"/Applications/Editor.app",
+    std::sort(log.applications.begin(), log.applications.end());
+    EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Editor.app",
                                                       "/Applications/Editor.app/Contents/Helpers/Editor Helper.app",
                                                       "/Users/jane/Downloads/Viewer.APP"}));
     EXPECT_EQ(std::make_tuple(scanner.progress(), log.finished, scanner.profilerCalls), std::make_tuple(1.0, true, 0));
@@ -129,13 +124,8 @@ TEST_F(KQUApplicationsScannerTests, WalksTheEightFoldersOfUserAndLocalDomains) {
 }
 
 TEST_F(KQUApplicationsScannerTests, ProfilerListComesFromTheSystemInformationCollector) {
-    const std::string profiler = tmp.writeFile(
-        "bin/profiler",
-        "#!/bin/sh\ncat <<'EOF'\n<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><array><dict>"
-        "<key>_dataType</key><string>SPApplicationsDataType</string><key>_items</key><array>"
-        "<dict><key>path</key><string>/Applications/Z.app</string></dict>"
-        "<dict><key>path</key><string>/Applications/Y.app</string></dict>"
-        "</array></dict></array></plist>\nEOF\n");
+    const std::string profiler =
+        tmp.writeFile("bin/profiler", "#!/bin/sh\ncat '" KQ_TEST_FIXTURES "/SystemInformation/applications.xml'\n");
     ASSERT_EQ(chmod(profiler.c_str(), 0755), 0);
     KQUSystemInformation::setSystemProfilerPath(profiler);
 
@@ -143,7 +133,7 @@ TEST_F(KQUApplicationsScannerTests, ProfilerListComesFromTheSystemInformationCol
     real.setDelegate(&log);
     real.setShouldSkipSystemDirectories(true);
     real.scan();
-    EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Y.app", "/Applications/Z.app"}));
+    EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Safari.app", "/Users/sam/Applications/Café.app"}));
 }
 
 }  // namespace
