@@ -38,16 +38,21 @@ public:
 TEST(KQUScannerTests, ScanBracketsTheWorkWithStartAndFinish) {
     ScriptedScanner scanner;
     EventLog log;
-    scanner.setDelegate(&log);
     bool activeDuringWork = false;
     scanner.work = [&](ScriptedScanner& s) {
         activeDuringWork = s.active();
         log.events.push_back("work");
         s.setProgress(1.0);
     };
+    scanner.scan();  // without a delegate too
+    scanner.setDelegate(&log);
     scanner.scan();
     EXPECT_EQ(std::make_pair(activeDuringWork, scanner.active()), std::make_pair(true, false));
-    EXPECT_EQ(log.events, (std::vector<std::string>{"willStart", "work", "progress 1.000000", "didFinish"}));
+    EXPECT_EQ(log.events, (std::vector<std::string>{"work", "willStart", "work", "progress 1.000000", "didFinish"}));
+
+    KQUScanner bare;  // has no work of its own
+    EXPECT_THROW(bare.scan(), kq::InvalidArgumentException);
+    EXPECT_FALSE(bare.active());
 }
 
 TEST(KQUScannerTests, StopInsideWillStartSkipsTheWorkButStillFinishes) {
@@ -65,17 +70,6 @@ TEST(KQUScannerTests, StopInsideWillStartSkipsTheWorkButStillFinishes) {
     log.onWillStart = [](KQUScanner&) {};
     scanner.scan();
     EXPECT_EQ(std::make_pair(worked, scanner.stopped()), std::make_pair(true, false));
-}
-
-TEST(KQUScannerTests, RunsWithoutDelegateButNotWithoutWork) {
-    ScriptedScanner scanner;
-    int runs = 0;
-    scanner.work = [&](ScriptedScanner&) { ++runs; };
-    scanner.scan();
-    EXPECT_EQ(runs, 1);
-    KQUScanner bare;  // has no work of its own
-    EXPECT_THROW(bare.scan(), kq::InvalidArgumentException);
-    EXPECT_FALSE(bare.active());
 }
 
 TEST(KQUScannerTests, EverySetOfProgressNotifiesObserversThenTheDelegate) {
