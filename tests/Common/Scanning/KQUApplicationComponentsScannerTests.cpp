@@ -108,22 +108,15 @@ TEST_F(KQUApplicationComponentsScannerTests, ScanArgumentsFollowTheRowTable) {
     // Library: 4 domains x 5 rows; Caches: 3 x 2; Application Support: 3 x 2; crash reports: 4.
     ASSERT_EQ(arguments.size(), 20u + 6u + 6u + 4u);
     EXPECT_EQ(*arguments[19].asDictionary()->stringValueForKey("path"), root("System/Library/Logs"));
-
-    configuration->setShouldScanDownloadsFolder(true);
-    scanner->setScanArguments(kq::Array());
-    scanner->loadScanArguments();
-    EXPECT_EQ(*scanner->scanArguments()->back().asDictionary()->stringValueForKey("path"), home("Downloads"));
 }
 
-TEST_F(KQUApplicationComponentsScannerTests, ConfigurationsWithoutNameAreRefused) {
+TEST_F(KQUApplicationComponentsScannerTests, ConfigurationsWithoutNameAreRefusedAndAppPathsGiveOne) {
     EXPECT_FALSE(KQUApplicationComponentsScanner::create());
     EXPECT_FALSE(KQUApplicationComponentsScanner::create(
         std::make_shared<KQUApplicationComponentsScannerConfiguration>()));
     EXPECT_FALSE(KQUApplicationComponentsScanner::create(
         KQUApplicationComponentsScannerConfiguration::configurationWithBundleID("a.b", std::nullopt)));
-}
-
-TEST_F(KQUApplicationComponentsScannerTests, ConfigurationFromAppPathLowerCasesTheIdentifier) {
+    // The identifier is lower-cased.
     install("root/Applications/Editor.app", "Com.Example.Editor");
     auto configuration =
         KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Applications/Editor.app"));

@@ -130,10 +130,8 @@ TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplic
             const std::string name = item.substr(0, equals);
             if (equals != std::string::npos)
                 tmp.writeFile(base + "/" + name + "/Contents/Info.plist", kqtest::infoPlist(item.substr(equals + 1)));
-            else if (name.back() == '/')
-                tmp.writeFile(base + "/" + name + "x");
             else
-                tmp.writeFile(base + "/" + name);
+                tmp.writeFile(base + "/" + name + (name.back() == '/' ? "x" : ""));
             return base + "/" + (name.back() == '/' ? name.substr(0, name.size() - 1) : name);
         };
         for (const std::string& item : folder.removed) expected[folder.type].insert(create(item));
