@@ -92,7 +92,6 @@ TEST_F(NSFileManagerKQFoundationTests, VolumeQuestionsFailCleanlyAndMemoryFileSy
     std::uint32_t flags = 0xffffffff;
     EXPECT_EQ(fileManager.vMExtendedAttributes(flags, tmp / "missing"), -37);
     EXPECT_EQ(flags, 0u);
-    EXPECT_EQ(fileManager.vMExtendedAttributes(flags, ""), -37);
     EXPECT_FALSE(fileManager.isPathOnEjectableDiskDrive(tmp / "missing") || fileManager.isPathOnInternalDevice(tmp / "missing") ||
                  fileManager.isPathOnStorageDevice(tmp / "missing"));
 

@@ -105,9 +105,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, MacHomeUsesItsDotTrashWithoutRecords
 TEST_F(NSFileManagerKQFoundationTrashTests, MacTreeListsTheTrashesOfItsVolumes) {
     const std::string home = tmp.makeDirectory("root/Users/jane");
     const std::string uid = std::to_string(getuid());  // the owner of the home we made
-    tmp.makeDirectory("root/.Trashes/" + uid);
-    tmp.makeDirectory("root/Volumes/Backup/.Trashes/" + uid);
-    tmp.makeDirectory("root/Volumes/Empty");
+    files("root/", {".Trashes/" + uid + "/", "Volumes/Backup/.Trashes/" + uid + "/", "Volumes/Empty/"});
     kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(tmp / "root", home));
     EXPECT_EQ(fileManager.trashFolders(),
               (std::vector<std::string>{home + "/.Trash", tmp / ("root/.Trashes/" + uid),
