@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "KQFoundation/Foundation/Bundle.h"
@@ -40,14 +43,10 @@ protected:
 };
 
 TEST_F(KQUApplicationComponentsScannerTests, IdentifierAndNameRulesInPreferencesAndCrashReports) {
-    tmp.writeFile("root/Users/jane/Library/Preferences/COM.Example.Editor.plist");
-    tmp.writeFile("root/Users/jane/Library/Preferences/editor.plist");
-    tmp.writeFile("root/Users/jane/Library/Preferences/EditorPro.plist");
-    tmp.writeFile("root/Users/jane/Library/Preferences/com.example.other.plist");
-    tmp.makeDirectory("root/Library/Application Support/EDITOR");
-    tmp.makeDirectory("root/Users/jane/Library/Logs/DiagnosticReports");
-    tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash");
-    tmp.writeFile("root/Users/jane/Library/Logs/DiagnosticReports/Viewer_2024-01-02.crash");
+    files("root/", {"Users/jane/Library/Preferences/COM.Example.Editor.plist", "Users/jane/Library/Preferences/editor.plist",
+                    "Users/jane/Library/Preferences/EditorPro.plist", "Users/jane/Library/Preferences/com.example.other.plist",
+                    "Library/Application Support/EDITOR/", "Users/jane/Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash",
+                    "Users/jane/Library/Logs/DiagnosticReports/Viewer_2024-01-02.crash"});
     // Growl's row lists its extension with a capital T and never matches.
     tmp.writeFile("root/Users/jane/Library/Application Support/Growl/Tickets/Editor.growlTicket");
 
@@ -70,10 +69,7 @@ TEST_F(KQUApplicationComponentsScannerTests, NamesFoldCaseTheUnicodeWay) {
 }
 
 TEST_F(KQUApplicationComponentsScannerTests, DownloadsRowTakesOnlyDiskImagesAndPackagesWhenAskedFor) {
-    tmp.writeFile("root/Users/jane/Downloads/Editor.DMG");
-    tmp.writeFile("root/Users/jane/Downloads/Editor.pkg");
-    tmp.writeFile("root/Users/jane/Downloads/Editor.zip");
-    tmp.writeFile("root/Users/jane/Downloads/com.example.editor.dmg");
+    files("root/Users/jane/Downloads/", {"Editor.DMG", "Editor.pkg", "Editor.zip", "com.example.editor.dmg"});
     EXPECT_TRUE(scan("com.example.editor", "Editor").empty());
     EXPECT_EQ(scan("com.example.editor", "Editor", true),
               (std::vector<std::string>{home("Downloads/Editor.DMG"), home("Downloads/Editor.pkg"),
@@ -83,12 +79,10 @@ TEST_F(KQUApplicationComponentsScannerTests, DownloadsRowTakesOnlyDiskImagesAndP
 TEST_F(KQUApplicationComponentsScannerTests, ResourcePathsAreAddedAndDuplicatesKept) {
     // The resource lists ~/Library/Caches/ExampleBackup for this identifier;
     // the Caches row finds the same folder by name.
-    tmp.makeDirectory("root/Users/jane/Library/Caches/ExampleBackup");
-    tmp.writeFile("root/Users/jane/Library/LaunchAgents/org.example.backupclient.scheduler.plist");
-    tmp.writeFile("root/Library/PrivilegedHelperTools/org.example.backupclient.helper");
-    tmp.makeDirectory("root/System/Library/Extensions/ExampleBackup.kext");
+    files("root/", {"Users/jane/Library/Caches/ExampleBackup/", "Users/jane/Library/LaunchAgents/org.example.backupclient.scheduler.plist",
+                    "Library/PrivilegedHelperTools/org.example.backupclient.helper", "System/Library/Extensions/ExampleBackup.kext/",
+                    "Applications/ExampleBackup.app/"});
     tmp.makeSymlink("root/Users/jane/Library/Application Support/ExampleBackup", "/nowhere");
-    tmp.makeDirectory("root/Applications/ExampleBackup.app");
 
     const auto paths = scan("org.example.backupclient", "ExampleBackup", false, true);
     EXPECT_EQ(paths, (std::vector<std::string>{
@@ -114,28 +108,20 @@ TEST_F(KQUApplicationComponentsScannerTests, ScanArgumentsFollowTheRowTable) {
     // Library: 4 domains x 5 rows; Caches: 3 x 2; Application Support: 3 x 2; crash reports: 4.
     ASSERT_EQ(arguments.size(), 20u + 6u + 6u + 4u);
     EXPECT_EQ(*arguments[19].asDictionary()->stringValueForKey("path"), root("System/Library/Logs"));
-
-    configuration->setShouldScanDownloadsFolder(true);
-    scanner->setScanArguments(kq::Array());
-    scanner->loadScanArguments();
-    EXPECT_EQ(*scanner->scanArguments()->back().asDictionary()->stringValueForKey("path"), home("Downloads"));
 }
 
-TEST_F(KQUApplicationComponentsScannerTests, ConfigurationsWithoutNameAreRefused) {
+TEST_F(KQUApplicationComponentsScannerTests, ConfigurationsWithoutNameAreRefusedAndAppPathsGiveOne) {
     EXPECT_FALSE(KQUApplicationComponentsScanner::create());
     EXPECT_FALSE(KQUApplicationComponentsScanner::create(
         std::make_shared<KQUApplicationComponentsScannerConfiguration>()));
     EXPECT_FALSE(KQUApplicationComponentsScanner::create(
         KQUApplicationComponentsScannerConfiguration::configurationWithBundleID("a.b", std::nullopt)));
-}
-
-TEST_F(KQUApplicationComponentsScannerTests, ConfigurationFromAppPathLowerCasesTheIdentifier) {
+    // The identifier is lower-cased.
     install("root/Applications/Editor.app", "Com.Example.Editor");
     auto configuration =
         KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Applications/Editor.app"));
-    EXPECT_EQ(configuration->bundleID(), "com.example.editor");
-    EXPECT_EQ(configuration->appName(), "Editor");
-    EXPECT_FALSE(configuration->shouldAddAppInComponent());
+    EXPECT_EQ(std::make_tuple(configuration->bundleID(), configuration->appName(), configuration->shouldAddAppInComponent()),
+              std::make_tuple(std::optional<std::string>("com.example.editor"), std::optional<std::string>("Editor"), false));
 
     auto missing = KQUApplicationComponentsScannerConfiguration::configurationWithAppPath(root("Nowhere/Gone.app"));
     EXPECT_FALSE(missing->bundleID());
@@ -153,23 +139,19 @@ TEST(ApplicationsComponentsResourceTests, EntriesAreWellFormed) {
     const kq::Dictionary& table = *document->asDictionary();
     EXPECT_GE(table.size(), 10u);
     EXPECT_FALSE(table.dictioniaryValueForKey("org.example.backupclient"));
+    const std::set<std::string> keys{"componentsPathsInLocalLibDirectory", "componentsPathsInUserLibDirectory",
+                                     "componentsPathsInSystemLibDirectory"};
     for (const std::string& identifier : table.keys()) {
-        SCOPED_TRACE(identifier);
-        std::string lower = identifier;
-        for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        EXPECT_EQ(identifier, lower);
+        EXPECT_FALSE(std::any_of(identifier.begin(), identifier.end(), ::isupper)) << identifier;
         const kq::Dictionary* entry = table.dictioniaryValueForKey(identifier);
-        ASSERT_TRUE(entry);
+        ASSERT_TRUE(entry) << identifier;
         for (const std::string& key : entry->keys()) {
-            EXPECT_TRUE(key == "componentsPathsInLocalLibDirectory" || key == "componentsPathsInUserLibDirectory" ||
-                        key == "componentsPathsInSystemLibDirectory") << key;
             const kq::Array* paths = entry->arrayValueForKey(key);
-            ASSERT_TRUE(paths && !paths->empty());
-            for (const kq::Value& path : *paths) {
-                const std::string* text = path.asString();
-                ASSERT_TRUE(text);
-                EXPECT_TRUE(!text->empty() && text->front() != '/' && text->front() != '~' &&
-                            text->find("..") == std::string::npos) << *text;
+            EXPECT_TRUE(keys.count(key) && paths && !paths->empty()) << identifier << " " << key;
+            for (const kq::Value& path : paths ? *paths : kq::Array{}) {
+                const std::string text = path.asString() ? *path.asString() : "";
+                EXPECT_TRUE(!text.empty() && text[0] != '/' && text[0] != '~' && text.find("..") == std::string::npos)
+                    << identifier << ": " << text;
             }
         }
     }

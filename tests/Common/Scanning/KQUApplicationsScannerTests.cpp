@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "KQFoundation/KQUSystemInformation.h"
@@ -31,12 +32,6 @@ public:
     void scannerDidReachProgress(KQUScanner&, double value) override { progress.push_back(value); }
     void scannerDidFinish(KQUScanner&) override { finished = true; }
 
-    std::vector<std::string> sorted() const {
-        auto copy = applications;
-        std::sort(copy.begin(), copy.end());
-        return copy;
-    }
-
 private:
     std::string prefix_;
 };
@@ -57,13 +52,11 @@ protected:
 class KQUApplicationsScannerTests : public kqtest::ScanningTest {
 protected:
     void SetUp() override {
-        tmp.writeFile("root/Applications/Editor.app/Contents/Info.plist");
-        tmp.writeFile("root/Applications/Editor.app/Contents/Helpers/Editor Helper.app/Contents/Info.plist");
-        tmp.writeFile("root/Users/jane/Downloads/Viewer.APP/Contents/Info.plist");
-        tmp.writeFile("root/Users/jane/Desktop/readme.app.txt");
-        // Folders the resource tells the scanner to leave alone.
-        tmp.writeFile("root/Users/jane/Documents/site/node_modules/shell/dist/Shell.app/Contents/Info.plist");
-        tmp.writeFile("root/Users/jane/Pictures/Family.photoslibrary/resources/Preview.app/x");
+        // The last two are in folders the resource tells the scanner to leave alone.
+        files("root/", {"Applications/Editor.app/Contents/Helpers/Editor Helper.app/Contents/Info.plist",
+                        "Users/jane/Downloads/Viewer.APP/Contents/Info.plist", "Users/jane/Desktop/readme.app.txt",
+                        "Users/jane/Documents/site/node_modules/shell/dist/Shell.app/Contents/Info.plist",
+                        "Users/jane/Pictures/Family.photoslibrary/resources/Preview.app/x"});
         useLayout("root", "root/Users/jane");
         scanner.setDelegate(&log);
     }
@@ -74,23 +67,14 @@ protected:
 };
 
 TEST_F(KQUApplicationsScannerTests, WalkFindsApplicationsAndChildrenUnlessToldNotToButSkipsListedFolders) {
-    const std::vector<std::string> parents{"/Applications/Editor.app", "/Users/jane/Downloads/Viewer.APP"};
-    for (const bool skipChildren : {false, true}) {
-        ApplicationLog walk{tmp.path() + "/root"};
-        ScannerWithProfilerList scanner;
-        scanner.setDelegate(&walk);
-        scanner.setShouldSkipSystemProfiler(true);
-        scanner.setShouldSkipChildApplications(skipChildren);
-        scanner.scan();
-        std::vector<std::string> expected = parents;
-        // The parent is still reported when its insides are skipped.
-        if (!skipChildren)
-            expected.insert(expected.begin() + 1, "/Applications/Editor.app/Contents/Helpers/Editor Helper.app");
-        EXPECT_EQ(walk.sorted(), expected) << skipChildren;
-        EXPECT_EQ(scanner.progress(), 1.0);
-        EXPECT_TRUE(walk.finished);
-        EXPECT_EQ(scanner.profilerCalls, 0);
-    }
+    // Skipping children is left to kqu's apps script.
+    scanner.setShouldSkipSystemProfiler(true);
+    scanner.scan();
+    std::sort(log.applications.begin(), log.applications.end());
+    EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Editor.app",
+                                                      "/Applications/Editor.app/Contents/Helpers/Editor Helper.app",
+                                                      "/Users/jane/Downloads/Viewer.APP"}));
+    EXPECT_EQ(std::make_tuple(scanner.progress(), log.finished, scanner.profilerCalls), std::make_tuple(1.0, true, 0));
 }
 
 TEST_F(KQUApplicationsScannerTests, ProgressGivesNineTenthsToTheWalkAndTheRestToTheProfiler) {
@@ -98,10 +82,7 @@ TEST_F(KQUApplicationsScannerTests, ProgressGivesNineTenthsToTheWalkAndTheRestTo
     scanner.scan();
     ASSERT_GE(log.progress.size(), 3u);
     EXPECT_TRUE(std::is_sorted(log.progress.begin(), log.progress.end()));
-    const std::vector<double> tail(log.progress.end() - 3, log.progress.end());
-    EXPECT_DOUBLE_EQ(tail[0], 0.9);
-    EXPECT_DOUBLE_EQ(tail[1], 0.95);
-    EXPECT_DOUBLE_EQ(tail[2], 1.0);
+    EXPECT_EQ(std::vector<double>(log.progress.end() - 3, log.progress.end()), (std::vector<double>{0.9, 0.95, 1.0}));
     // No de-duplication: the profiler's Editor.app comes on top of the walk's.
     EXPECT_EQ(std::count(log.applications.begin(), log.applications.end(), "/Applications/Editor.app"), 2);
     EXPECT_EQ(log.applications.size(), 3u + 2u);
@@ -109,30 +90,21 @@ TEST_F(KQUApplicationsScannerTests, ProgressGivesNineTenthsToTheWalkAndTheRestTo
 
 TEST_F(KQUApplicationsScannerTests, ProfilerAloneRunsFromZeroToOne) {
     scanner.setShouldSkipSystemDirectories(true);
+    scanner.setShouldSkipSystemProfiler(true);
+    scanner.scan();  // with every source skipped: no progress at all
+    EXPECT_EQ(std::make_tuple(log.progress.size(), scanner.progress(), log.finished), std::make_tuple(0u, 0.0, true));
+    scanner.setShouldSkipSystemProfiler(false);
     scanner.profilerPaths = {tmp / "root/Applications/Editor.app", "/A.app", "/B.app", "/C.app"};
     scanner.scan();
     EXPECT_EQ(log.progress, (std::vector<double>{0.25, 0.5, 0.75, 1.0}));
     EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Editor.app", "/A.app", "/B.app", "/C.app"}));
 }
 
-TEST_F(KQUApplicationsScannerTests, AllSourcesSkippedDoesNothing) {
-    scanner.setShouldSkipSystemDirectories(true);
-    scanner.setShouldSkipSystemProfiler(true);
-    scanner.setShouldSkipChildApplications(true);
-    scanner.scan();
-    EXPECT_TRUE(log.applications.empty());
-    EXPECT_TRUE(log.progress.empty());
-    EXPECT_EQ(scanner.progress(), 0.0);
-    EXPECT_TRUE(log.finished);
-}
-
 TEST_F(KQUApplicationsScannerTests, StopDuringTheWalkPreventsTheProfilerStep) {
     scanner.profilerPaths = {"/A.app"};
     log.onApplication = [](KQUApplicationsScanner& s) { s.stop(); };
     scanner.scan();
-    EXPECT_EQ(log.applications.size(), 1u);
-    EXPECT_EQ(scanner.profilerCalls, 0);
-    EXPECT_TRUE(log.finished);
+    EXPECT_EQ(std::make_tuple(log.applications.size(), scanner.profilerCalls, log.finished), std::make_tuple(1u, 0, true));
     EXPECT_LT(scanner.progress(), 0.9);
 }
 
@@ -146,23 +118,9 @@ TEST_F(KQUApplicationsScannerTests, WalksTheEightFoldersOfUserAndLocalDomains) {
     EXPECT_EQ(scanner.filesScanner().sourceDirectories().size(), paths.size());
 }
 
-TEST_F(KQUApplicationsScannerTests, ResourceFiltersMatchFoldersWithoutApplications) {
-    const kq::PredicatePtr& skip = KQUApplicationsScanner::skipDirectoryPredicate();
-    ASSERT_TRUE(skip);
-    for (const char* folder : {"/p/node_modules", "/p/.git", "/p/Lib.PhotosLibrary", "/Music/Media.localized"})
-        EXPECT_TRUE(skip->evaluateWithObject(kq::URL::fileURLWithPath(folder, true))) << folder;
-    for (const char* folder : {"/Applications", "/p/Editor.app", "/p/modules", "/p/git"})
-        EXPECT_FALSE(skip->evaluateWithObject(kq::URL::fileURLWithPath(folder, true))) << folder;
-}
-
 TEST_F(KQUApplicationsScannerTests, ProfilerListComesFromTheSystemInformationCollector) {
-    const std::string profiler = tmp.writeFile(
-        "bin/profiler",
-        "#!/bin/sh\ncat <<'EOF'\n<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><array><dict>"
-        "<key>_dataType</key><string>SPApplicationsDataType</string><key>_items</key><array>"
-        "<dict><key>path</key><string>/Applications/Z.app</string></dict>"
-        "<dict><key>path</key><string>/Applications/Y.app</string></dict>"
-        "</array></dict></array></plist>\nEOF\n");
+    const std::string profiler =
+        tmp.writeFile("bin/profiler", "#!/bin/sh\ncat '" KQ_TEST_FIXTURES "/SystemInformation/applications.xml'\n");
     ASSERT_EQ(chmod(profiler.c_str(), 0755), 0);
     KQUSystemInformation::setSystemProfilerPath(profiler);
 
@@ -170,7 +128,7 @@ TEST_F(KQUApplicationsScannerTests, ProfilerListComesFromTheSystemInformationCol
     real.setDelegate(&log);
     real.setShouldSkipSystemDirectories(true);
     real.scan();
-    EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Y.app", "/Applications/Z.app"}));
+    EXPECT_EQ(log.applications, (std::vector<std::string>{"/Applications/Safari.app", "/Users/sam/Applications/Café.app"}));
 }
 
 }  // namespace

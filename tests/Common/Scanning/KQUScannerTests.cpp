@@ -38,17 +38,21 @@ public:
 TEST(KQUScannerTests, ScanBracketsTheWorkWithStartAndFinish) {
     ScriptedScanner scanner;
     EventLog log;
-    scanner.setDelegate(&log);
     bool activeDuringWork = false;
     scanner.work = [&](ScriptedScanner& s) {
         activeDuringWork = s.active();
         log.events.push_back("work");
         s.setProgress(1.0);
     };
+    scanner.scan();  // without a delegate too
+    scanner.setDelegate(&log);
     scanner.scan();
-    EXPECT_TRUE(activeDuringWork);
-    EXPECT_FALSE(scanner.active());
-    EXPECT_EQ(log.events, (std::vector<std::string>{"willStart", "work", "progress 1.000000", "didFinish"}));
+    EXPECT_EQ(std::make_pair(activeDuringWork, scanner.active()), std::make_pair(true, false));
+    EXPECT_EQ(log.events, (std::vector<std::string>{"work", "willStart", "work", "progress 1.000000", "didFinish"}));
+
+    KQUScanner bare;  // has no work of its own
+    EXPECT_THROW(bare.scan(), kq::InvalidArgumentException);
+    EXPECT_FALSE(bare.active());
 }
 
 TEST(KQUScannerTests, StopInsideWillStartSkipsTheWorkButStillFinishes) {
@@ -65,24 +69,7 @@ TEST(KQUScannerTests, StopInsideWillStartSkipsTheWorkButStillFinishes) {
     EXPECT_TRUE(scanner.stopped());
     log.onWillStart = [](KQUScanner&) {};
     scanner.scan();
-    EXPECT_TRUE(worked);
-    EXPECT_FALSE(scanner.stopped());
-}
-
-TEST(KQUScannerTests, RunsForAnyDelegateButNotWithoutWork) {
-    struct Silent : KQUScannerDelegate {};
-    Silent silent;
-    ScriptedScanner scanner;
-    int runs = 0;
-    scanner.work = [&](ScriptedScanner&) { ++runs; };
-    scanner.scan();
-    scanner.setDelegate(&silent);
-    scanner.scan();
-    EXPECT_EQ(runs, 2);
-
-    KQUScanner bare;  // has no work of its own
-    EXPECT_THROW(bare.scan(), kq::InvalidArgumentException);
-    EXPECT_FALSE(bare.active());
+    EXPECT_EQ(std::make_pair(worked, scanner.stopped()), std::make_pair(true, false));
 }
 
 TEST(KQUScannerTests, EverySetOfProgressNotifiesObserversThenTheDelegate) {

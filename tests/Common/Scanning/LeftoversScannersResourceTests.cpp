@@ -34,18 +34,13 @@ TEST_F(LeftoversScannersResourceTests, EveryEntryHasOneOfTheExportedTypes) {
                                          kKQUSavedStateLeftoverType,  kKQUApplicationSupportLeftoverType,
                                          kKQUCachesLeftoverType,      kKQULogsLeftoverType,
                                          kKQUOtherLeftoverType};
-    EXPECT_EQ(exported.size(), 7u);
     KQULeftoversScanner scanner({});
-    ASSERT_FALSE(scanner.scanners().empty());
     std::set<std::string> used;
     for (const auto& child : scanner.scanners()) {
         const std::string* type = child->userInfo().stringValueForKey("Type");
-        ASSERT_NE(type, nullptr);
-        EXPECT_TRUE(exported.count(*type)) << *type;
-        used.insert(*type);
-        EXPECT_TRUE(child->skipSubdirectoryDescendants());
+        used.insert(type ? *type : "(none)");
     }
-    EXPECT_EQ(used, exported);
+    EXPECT_EQ(used, exported);  // all of them, and nothing else
 }
 
 /// One folder the knowledge base searches: what a removed application left
@@ -135,10 +130,8 @@ TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplic
             const std::string name = item.substr(0, equals);
             if (equals != std::string::npos)
                 tmp.writeFile(base + "/" + name + "/Contents/Info.plist", kqtest::infoPlist(item.substr(equals + 1)));
-            else if (name.back() == '/')
-                tmp.writeFile(base + "/" + name + "x");
             else
-                tmp.writeFile(base + "/" + name);
+                tmp.writeFile(base + "/" + name + (name.back() == '/' ? "x" : ""));
             return base + "/" + (name.back() == '/' ? name.substr(0, name.size() - 1) : name);
         };
         for (const std::string& item : folder.removed) expected[folder.type].insert(create(item));
@@ -150,14 +143,7 @@ TEST_F(LeftoversScannersResourceTests, EachFolderReportsLeftoversOfRemovedApplic
     tmp.makeSymlink("private/var/folders/gh", tmp / "outside/gh");
 
     const Report report = scan(tmp.path(), tmp / home, {"Applications/Editor.app"});
-    for (const auto& [type, paths] : expected) {
-        SCOPED_TRACE(type);
-        const auto found = report.find(type);
-        ASSERT_NE(found, report.end());
-        for (const std::string& path : paths) EXPECT_TRUE(found->second.count(path)) << "missed " << path;
-        for (const std::string& path : found->second) EXPECT_TRUE(paths.count(path)) << "reported " << path;
-    }
-    EXPECT_EQ(report.size(), expected.size());
+    EXPECT_EQ(report, expected);
 }
 
 TEST_F(LeftoversScannersResourceTests, NamesAndVendorsOfInstalledApplications) {
@@ -171,17 +157,6 @@ TEST_F(LeftoversScannersResourceTests, NamesAndVendorsOfInstalledApplications) {
               (std::vector<std::string>{"Editor", "EditorCore", "Sheet", "Solo", "Short", "Odd"}));
     // Identifiers of fewer than three parts name no vendor.
     EXPECT_EQ(scanner.installedApplicationVendors(), (std::vector<std::string>{"com.example."}));
-}
-
-TEST_F(LeftoversScannersResourceTests, SampleMacShowsOneLeftoverOfEveryKind) {
-    const std::string root = std::string(KQ_SOURCE_DIR) + "/examples/SampleMac";
-    const Report report = scan(root, root + "/Users/alex",
-                               {"Applications/Quill.app", "Applications/Tally.app", "Users/alex/Applications/Sketchbook.app"});
-    EXPECT_EQ(report.size(), 7u);
-    for (const auto& [type, paths] : report)
-        for (const std::string& path : paths)
-            EXPECT_TRUE(path.find("Orbit") != std::string::npos || path.find("Drift") != std::string::npos)
-                << type << " " << path;
 }
 
 }  // namespace

@@ -22,35 +22,22 @@ protected:
 };
 
 TEST_F(NSFileManagerKQFoundationTests, SizeSumsLogicalSizesOfFilesAndLinksButNotFolders) {
-    tmp.makeDirectory("empty");
-    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "empty"), 0u);
-
-    tmp.writeFile("tree/ten.txt", "0123456789");
-    tmp.makeSymlink("tree/link", "a-target-of-19-char");
-    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 10u + 19u);
-
-    // Nested folders add nothing of their own; a dangling link counts its own length.
+    // Nested folders add nothing of their own (kqu's size script covers plain trees); a dangling
+    // link counts its own length, and links to "." and ".." are measured, not entered.
     tmp.writeFile("tree/sub/deeper/three", "abc");
     tmp.makeSymlink("tree/sub/dangling", "/nowhere");
-    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 10u + 19u + 3u + 8u);
-
-    // Links to "." and ".." are measured, not entered.
-    tmp.writeFile("loop/file", "xy");
-    tmp.makeSymlink("loop/self", ".");
-    tmp.makeSymlink("loop/up", "..");
-    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "loop"), 2u + 1u + 2u);
+    tmp.makeSymlink("tree/self", ".");
+    tmp.makeSymlink("tree/sub/up", "..");
+    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 3u + 8u + 1u + 2u);
 }
 
 TEST_F(NSFileManagerKQFoundationTests, SizeCountsHardLinksPerPathAndDoesNotFollowRootLinks) {
     const std::string file = tmp.writeFile("tree/seven", "1234567");
     ASSERT_EQ(link(file.c_str(), (tmp / "tree/seven-again").c_str()), 0);
     EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "tree"), 14u);
-
-    EXPECT_EQ(fileManager.sizeOfItemAtPath(file), 7u);
     // A link given as the root is measured itself, not the folder it names.
     const std::string link = tmp.makeSymlink("tree-link", tmp / "tree");
     EXPECT_EQ(fileManager.sizeOfItemAtPath(link), (tmp / "tree").size());
-    EXPECT_EQ(fileManager.sizeOfItemAtPath(tmp / "missing"), 0u);
     EXPECT_EQ(fileManager.sizeOfItemAtPath(""), 0u);
 }
 
@@ -58,12 +45,6 @@ TEST_F(NSFileManagerKQFoundationTests, CrashReportFoldersPreferDiagnosticReports
     tmp.makeDirectory("root/Users/jane");
     useLayout("root", "root/Users/jane");
     tmp.makeDirectory("root/Library/Logs/DiagnosticReports");
-    EXPECT_EQ(fileManager.crashReportFolderInDomain(kq::LocalDomainMask), tmp / "root/Library/Logs/DiagnosticReports");
-    EXPECT_EQ(fileManager.crashReportFolderInDomain(kq::UserDomainMask),
-              tmp / "root/Users/jane/Library/Logs/CrashReporter");
-    EXPECT_EQ(fileManager.crashReportHistoryFolderInDomain(kq::UserDomainMask),
-              tmp / "root/Users/jane/Library/Application Support/CrashReporter");
-
     const std::vector<std::string> expected{
         tmp / "root/Library/Logs/DiagnosticReports",
         tmp / "root/Library/Application Support/CrashReporter",
@@ -99,25 +80,20 @@ TEST_F(NSFileManagerKQFoundationTests, LastUsedDateComesFromMetadataAttributeEls
 
 TEST_F(NSFileManagerKQFoundationTests, FilePackageTestLooksAtEnclosingFoldersOnly) {
     tmp.writeFile("Editor.app/Contents/Resources/icon.icns");
-    EXPECT_TRUE(fileManager.isPathInFilePackage(tmp / "Editor.app/Contents/Info.plist"));
-    EXPECT_TRUE(fileManager.isPathInFilePackage(tmp / "Editor.app/Contents/Resources/icon.icns"));
-    EXPECT_FALSE(fileManager.isPathInFilePackage(tmp / "Editor.app"));
-    EXPECT_FALSE(fileManager.isPathInFilePackage(tmp / "plain/file"));
-    EXPECT_FALSE(fileManager.isPathInFilePackage("/"));
-    EXPECT_FALSE(fileManager.isPathInFilePackage("file"));
-    // A file named like a package is not one.
-    tmp.writeFile("Fake.app", "not a folder");
-    EXPECT_FALSE(fileManager.isPathInFilePackage(tmp / "Fake.app/inside"));
+    tmp.writeFile("Fake.app", "not a folder");  // a file named like a package is not one
+    for (const auto& [path, inPackage] : std::vector<std::pair<std::string, bool>>{
+             {tmp / "Editor.app/Contents/Info.plist", true}, {tmp / "Editor.app/Contents/Resources/icon.icns", true},
+             {tmp / "Editor.app", false}, {tmp / "plain/file", false}, {"/", false}, {"file", false},
+             {tmp / "Fake.app/inside", false}})
+        EXPECT_EQ(fileManager.isPathInFilePackage(path), inPackage) << path;
 }
 
 TEST_F(NSFileManagerKQFoundationTests, VolumeQuestionsFailCleanlyAndMemoryFileSystemsAreNoStorage) {
     std::uint32_t flags = 0xffffffff;
     EXPECT_EQ(fileManager.vMExtendedAttributes(flags, tmp / "missing"), -37);
     EXPECT_EQ(flags, 0u);
-    EXPECT_EQ(fileManager.vMExtendedAttributes(flags, ""), -37);
-    EXPECT_FALSE(fileManager.isPathOnEjectableDiskDrive(tmp / "missing"));
-    EXPECT_FALSE(fileManager.isPathOnInternalDevice(tmp / "missing"));
-    EXPECT_FALSE(fileManager.isPathOnStorageDevice(tmp / "missing"));
+    EXPECT_FALSE(fileManager.isPathOnEjectableDiskDrive(tmp / "missing") || fileManager.isPathOnInternalDevice(tmp / "missing") ||
+                 fileManager.isPathOnStorageDevice(tmp / "missing"));
 
     flags = 0xffffffff;
     EXPECT_EQ(fileManager.vMExtendedAttributes(flags, "/proc/self"), 0);

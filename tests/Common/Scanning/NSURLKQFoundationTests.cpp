@@ -8,30 +8,30 @@ namespace {
 
 std::string text(const std::optional<kq::URL>& url) { return url ? url->absoluteString() : "(nil)"; }
 
-TEST(NSURLKQFoundationTests, ParamsAreEscapedAndAlwaysStartWithQuestionMark) {
-    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/p", kq::Dictionary{{"a", 1}})),
-              "https://example.com/p?a=1");
-    // The base's own query is not looked at: a second "?" follows it.
-    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/p?x=1", kq::Dictionary{{"a", "b"}})),
-              "https://example.com/p?x=1?a=b");
-    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/", kq::Dictionary{{"a b", "c&d/e=f+é"}, {"n", 2.5}})),
-              "https://example.com/?a%20b=c%26d%2Fe%3Df%2B%C3%A9&n=2.5");
-    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/p?x=1", kq::Dictionary{})), "https://example.com/p?x=1");
-    EXPECT_FALSE(kq::URL::URLWithString("", kq::Dictionary{}));
-    EXPECT_FALSE(kq::URL::URLWithString("not a url", kq::Dictionary{{"a", 1}}));
-}
-
-TEST(NSURLKQFoundationTests, AnchorIsAppendedWithOrWithoutParams) {
-    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/help", kq::Dictionary{}, "install")),
-              "https://example.com/help#install");
-    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/help", kq::Dictionary{{"lang", "en"}}, "install")),
-              "https://example.com/help?lang=en#install");
-}
-
-TEST(NSURLKQFoundationTests, ValueKeyPairsDropIncompletePairs) {
-    auto url = kq::URL::URLWithString("https://example.com/",
-                                      {{"1", "a"}, {"2", std::nullopt}, {std::nullopt, "c"}, {"3", "a"}});
-    EXPECT_EQ(text(url), "https://example.com/?a=3");
+TEST(NSURLKQFoundationTests, ParamsAndAnchorsAreEscapedAndAppended) {
+    const struct {
+        const char* base;
+        kq::Dictionary params;
+        const char* anchor;  // none when null
+        const char* expected;
+    } cases[] = {
+        {"https://example.com/p", {{"a", 1}}, nullptr, "https://example.com/p?a=1"},
+        // The base's own query is not looked at: a second "?" follows it.
+        {"https://example.com/p?x=1", {{"a", "b"}}, nullptr, "https://example.com/p?x=1?a=b"},
+        {"https://example.com/", {{"a b", "c&d/e=f+é"}, {"n", 2.5}}, nullptr, "https://example.com/?a%20b=c%26d%2Fe%3Df%2B%C3%A9&n=2.5"},
+        {"https://example.com/p?x=1", {}, nullptr, "https://example.com/p?x=1"},
+        {"https://example.com/help", {}, "install", "https://example.com/help#install"},
+        {"https://example.com/help", {{"lang", "en"}}, "install", "https://example.com/help?lang=en#install"},
+        {"", {}, nullptr, "(nil)"},
+        {"not a url", {{"a", 1}}, nullptr, "(nil)"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(text(c.anchor ? kq::URL::URLWithString(c.base, c.params, c.anchor) : kq::URL::URLWithString(c.base, c.params)),
+                  c.expected) << c.base;
+    // Incomplete value-key pairs are dropped.
+    EXPECT_EQ(text(kq::URL::URLWithString("https://example.com/",
+                                          {{"1", "a"}, {"2", std::nullopt}, {std::nullopt, "c"}, {"3", "a"}})),
+              "https://example.com/?a=3");
 }
 
 TEST(NSURLKQFoundationTests, AppendingQueryExtendsTheExistingQueryAndKeepsTheFragment) {
@@ -51,18 +51,13 @@ TEST(NSURLKQFoundationTests, AppendingQueryExtendsTheExistingQueryAndKeepsTheFra
 TEST(NSURLKQFoundationTests, QueryParametersKeepTheirQuirks) {
     auto url = kq::URL::URLWithString("https://example.com/?a=1&b&c=2=3&d%20e=f%2Bg+h&a=4");
     ASSERT_TRUE(url);
-    const kq::Dictionary parameters = url->queryParameters();
-    EXPECT_EQ(parameters.keys(), (std::vector<std::string>{"a", "b", "c", "d e"}));
-    EXPECT_EQ(*parameters.stringValueForKey("a"), "4");  // a later key replaces an earlier one
-    EXPECT_EQ(*parameters.stringValueForKey("b"), "");
-    EXPECT_EQ(*parameters.stringValueForKey("c"), "");
-    EXPECT_EQ(*parameters.stringValueForKey("d e"), "f+g+h");
-
+    // A later key replaces an earlier one; a key without "=" or with two has an empty value.
+    EXPECT_EQ(url->queryParameters(), (kq::Dictionary{{"a", "4"}, {"b", ""}, {"c", ""}, {"d e", "f+g+h"}}));
+    EXPECT_EQ(url->queryParameters().keys(), (std::vector<std::string>{"a", "b", "c", "d e"}));
     EXPECT_TRUE(kq::URL::URLWithString("https://example.com/p")->queryParameters().empty());
     EXPECT_TRUE(kq::URL::fileURLWithPath("/tmp", true).queryParameters().empty());
     // An escape that decodes to no UTF-8 text cannot be stored.
-    auto broken = kq::URL::URLWithString("https://example.com/?a=%C3");
-    if (broken) {
+    if (auto broken = kq::URL::URLWithString("https://example.com/?a=%C3")) {
         EXPECT_THROW(broken->queryParameters(), kq::InvalidArgumentException);
     }
 }

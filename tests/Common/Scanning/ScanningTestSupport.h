@@ -52,6 +52,11 @@ protected:
         tmp.writeFile(bundle + "/Contents/Info.plist", infoPlist(identifier, extraKeys));
         return kq::URL::fileURLWithPath(tmp / bundle, true);
     }
+    /// Makes each item below `base`: an empty file, or a folder when it ends in "/".
+    void files(const std::string& base, std::initializer_list<std::string> items) const {
+        for (const std::string& item : items)
+            item.back() == '/' ? tmp.makeDirectory(base + item) : tmp.writeFile(base + item);
+    }
 
     std::shared_ptr<const kq::FileSystemLayout> savedLayout_ = kq::FileSystemLayout::current();
     TemporaryDirectory tmp;
