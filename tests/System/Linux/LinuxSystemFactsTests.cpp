@@ -16,6 +16,11 @@ protected:
     kq::LinuxSystemFacts facts() const {
         return kq::LinuxSystemFacts({root.path(), root / "home/sam", /*runDesktopTools=*/false});
     }
+    // Frequency, clock speed, packages and cores.
+    auto processor() const {
+        const auto f = facts();
+        return std::make_tuple(f.cpuFrequency(), f.processorClockSpeed(), f.cpuPackages(), f.cpuCores());
+    }
     static kq::Data bytes(std::string_view text) { return kq::Data(text.begin(), text.end()); }
     TemporaryDirectory root;
 };
@@ -85,16 +90,10 @@ TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
                    "processor\t: 1\nphysical id\t: 0\ncore id\t\t: 1\n\n"
                    "processor\t: 2\nphysical id\t: 0\ncore id\t\t: 0\n\n");
     root.writeFile("proc/meminfo", "MemTotal:       16213772 kB\nMemFree:         1000 kB\n");
-    auto info = facts().hostBasicInfo();
-    ASSERT_TRUE(info.has_value());
-    EXPECT_EQ(info->maxCpus, 3);
-    EXPECT_EQ(info->cpuType, kq::kCPUTypeX86_64);
-    EXPECT_EQ(info->maxMem, 16213772ull * 1024);
+    const auto info = facts().hostBasicInfo().value();
+    EXPECT_EQ(std::tie(info.maxCpus, info.cpuType, info.maxMem), std::make_tuple(3, kq::kCPUTypeX86_64, 16213772ull * 1024));
     EXPECT_EQ(facts().cpuBrandString(), "Intel(R) Core(TM) i7-8650U CPU @ 1.90GHz");
-    EXPECT_EQ(facts().cpuFrequency(), 2112000000u);
-    EXPECT_EQ(facts().processorClockSpeed(), 2112000000);
-    EXPECT_EQ(facts().cpuPackages(), 1u);
-    EXPECT_EQ(facts().cpuCores(), 2u);
+    EXPECT_EQ(processor(), std::make_tuple(2112000000u, 2112000000, 1u, 2u));
 
     // sysfs wins where it exists: nominal clock, online processors, topology.
     root.writeFile("sys/devices/system/cpu/cpu0/cpufreq/base_frequency", "1900000\n");
@@ -104,19 +103,15 @@ TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
         root.writeFile(topology + "physical_package_id", std::to_string(package));
         root.writeFile(topology + "core_id", std::to_string(core));
     }
-    EXPECT_EQ(facts().cpuFrequency(), 1900000000u);
-    EXPECT_EQ(facts().processorClockSpeed(), 1900000000);
+    EXPECT_EQ(processor(), std::make_tuple(1900000000u, 1900000000, 2u, 3u));
     EXPECT_EQ(facts().hostBasicInfo()->maxCpus, 5);
-    EXPECT_EQ(facts().cpuPackages(), 2u);
-    EXPECT_EQ(facts().cpuCores(), 3u);
 }
 
 TEST_F(LinuxSystemFactsTest, ProcessorTypesOfOtherArchitectures) {
     root.writeFile("proc/cpuinfo", "processor\t: 0\ncpu\t\t: 7447A, altivec supported\nclock\t\t: 1249.999995MHz\n"
                                    "\nplatform\t: PowerMac\n");
-    auto info = facts().hostBasicInfo();
-    EXPECT_EQ(info->cpuType, kq::kCPUTypePowerPC);
-    EXPECT_EQ(info->cpuSubtype, kq::kCPUSubtypePowerPC7450);
+    EXPECT_EQ(std::make_tuple(facts().hostBasicInfo()->cpuType, facts().hostBasicInfo()->cpuSubtype),
+              std::make_tuple(kq::kCPUTypePowerPC, kq::kCPUSubtypePowerPC7450));
     EXPECT_EQ(facts().cpuBrandString(), "7447A, altivec supported");
     EXPECT_EQ(facts().cpuFrequency(), 1249999995u);
     for (auto [cpu, subtype] : {std::pair{"740/750", kq::kCPUSubtypePowerPC750}, {"7400, altivec supported", 10},
@@ -179,12 +174,10 @@ TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
         root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online");
 
     errno = 0;
-    ASSERT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Reserved", bytes), 0);
-    EXPECT_EQ(bytes, 0x60400u + 0x4000000u);
-    ASSERT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Unusable", bytes), 0);
-    EXPECT_EQ(bytes, 0x100000u);
-    ASSERT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Other", bytes), 0);
-    EXPECT_EQ(bytes, 0x100000u);
+    for (auto [figure, expected] : {std::pair{"Reserved", 0x60400u + 0x4000000u}, {"Unusable", 0x100000u}, {"Other", 0x100000u}}) {
+        EXPECT_EQ(facts().firmwareMemoryFigure(std::string("machdep.memmap.") + figure, bytes), 0);
+        EXPECT_EQ(bytes, expected) << figure;
+    }
     EXPECT_EQ(errno, 0);
     EXPECT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Bogus", bytes), -1);
 }
@@ -267,21 +260,17 @@ protected:
 TEST_F(LinuxVolumesTest, VisibleVolumesRootDiskAndRemovableOnes) {
     EXPECT_EQ(facts().mountedVolumePaths(), (std::vector<std::string>{"/", "/media/sam/My Stick", "/mnt/share", "/data"}));
     // The root disk is the whole disk above the root partition.
-    const auto chain = facts().rootVolumeStorageChain();
-    ASSERT_TRUE(chain.has_value());
-    ASSERT_EQ(chain->size(), 2u);
-    EXPECT_TRUE(!(*chain)[0].isWhole && (*chain)[0].size == 999165952ull * 512);
-    EXPECT_TRUE((*chain)[1].isMedia && (*chain)[1].isWhole && (*chain)[1].size == 1000215216ull * 512);
+    const auto chain = facts().rootVolumeStorageChain().value();
+    ASSERT_EQ(chain.size(), 2u);
+    EXPECT_TRUE(!chain[0].isWhole && chain[0].size == 999165952ull * 512);
+    EXPECT_TRUE(chain[1].isMedia && chain[1].isWhole && chain[1].size == 1000215216ull * 512);
 
-    const auto rootVolume = facts().volumeAtPath("/");
-    ASSERT_TRUE(rootVolume.has_value());
-    EXPECT_FALSE(rootVolume->removable || rootVolume->unmountable);
-    EXPECT_EQ(rootVolume->type, "ext4");
-    const auto stick = facts().volumeAtPath("/media/sam/My Stick");
-    EXPECT_TRUE(stick->removable && stick->unmountable);
-    EXPECT_TRUE(facts().volumeAtPath("/mnt/share")->unmountable);
-    const auto data = facts().volumeAtPath("/data");
-    EXPECT_FALSE(data->removable || data->unmountable);
+    EXPECT_EQ(facts().volumeAtPath("/").value().type, "ext4");
+    for (auto [path, removable, unmountable] : {std::tuple{"/", false, false}, {"/media/sam/My Stick", true, true},
+                                                {"/mnt/share", false, true}, {"/data", false, false}}) {
+        const auto volume = facts().volumeAtPath(path).value();
+        EXPECT_TRUE(volume.removable == removable && volume.unmountable == unmountable) << path;
+    }
     EXPECT_EQ(facts().volumeAtPath("/no/such/folder"), std::nullopt);
     EXPECT_GT(facts().volumeCapacity("/data").total.value_or(0), 0);
 }
