@@ -31,11 +31,9 @@ TEST_F(FileManagerTest, ExistenceFollowsLinks) {
     tmp.makeSymlink("toDir", tmp / "dir");
     tmp.makeSymlink("dangling", tmp / "missing");
 
-    bool isDirectory = false;
-    EXPECT_TRUE(fm.fileExistsAtPath(tmp / "toDir", isDirectory));
-    EXPECT_TRUE(isDirectory);
-    EXPECT_TRUE(fm.fileExistsAtPath(tmp / "file", isDirectory));
-    EXPECT_FALSE(isDirectory);
+    bool toDir = false, file = true;
+    EXPECT_TRUE(fm.fileExistsAtPath(tmp / "toDir", toDir) && fm.fileExistsAtPath(tmp / "file", file));
+    EXPECT_TRUE(toDir && !file);
     EXPECT_FALSE(fm.fileExistsAtPath(tmp / "dangling"));
     EXPECT_FALSE(fm.fileExistsAtPath(""));
     EXPECT_TRUE(fm.isReadableFileAtPath(tmp / "file"));

@@ -26,14 +26,11 @@ std::string memoryDevice(std::uint16_t size, std::uint32_t extendedSize, std::ui
     std::string f(0x28, '\0');
     f[0x0c] = static_cast<char>(size & 0xff);
     f[0x0d] = static_cast<char>(size >> 8);
-    f[0x10] = 1;  // device locator
-    f[0x11] = 2;  // bank locator
+    f[0x10] = 1, f[0x11] = 2;  // device and bank locators
     f[0x12] = static_cast<char>(type);
     f[0x15] = static_cast<char>(speed & 0xff);
     f[0x16] = static_cast<char>(speed >> 8);
-    f[0x17] = 3;
-    f[0x18] = 4;
-    f[0x1a] = 5;
+    f[0x17] = 3, f[0x18] = 4, f[0x1a] = 5;
     for (int i = 0; i < 4; ++i) f[0x1c + i] = static_cast<char>(extendedSize >> (8 * i));
     return structure(17, f, {"DIMM 0", "BANK 0", "Samsung", " 12345678 ", "M471A1K43CB1-CTD  "});
 }
@@ -60,16 +57,10 @@ TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
 }
 
 std::string edidBlock() {
-    std::string e(128, '\0');
-    const unsigned char header[] = {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x00};
-    for (int i = 0; i < 8; ++i) e[i] = static_cast<char>(header[i]);
-    e[8] = 0x10, e[9] = static_cast<char>(0xac);  // "DEL"
-    e[10] = static_cast<char>(0xc4), e[11] = static_cast<char>(0xa0);
-    e[12] = 0x4c, e[13] = 0x30, e[14] = 0x41, e[15] = 0x42;
-    e[16] = 12;
-    e[17] = 29;  // 2019
-    const unsigned char timing[] = {0x02, 0x3a, 0x80, 0x18, 0x71, 0x38, 0x2d, 0x40};
-    for (int i = 0; i < 8; ++i) e[54 + i] = static_cast<char>(timing[i]);
+    // Header, vendor "DEL", product, serial, week 12 of 2019; then the first timing and a name descriptor.
+    std::string e = std::string("\x00\xff\xff\xff\xff\xff\xff\x00\x10\xac\xc4\xa0\x4c\x30\x41\x42\x0c\x1d", 18);
+    e.resize(128, '\0');
+    e.replace(54, 8, "\x02\x3a\x80\x18\x71\x38\x2d\x40");
     e[72 + 3] = static_cast<char>(0xfc);
     const std::string name = "DELL U2419H\n ";
     e.replace(72 + 5, name.size(), name);

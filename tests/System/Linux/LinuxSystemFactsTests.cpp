@@ -193,8 +193,7 @@ TEST_F(LinuxSystemFactsTest, OperatingSystemAndBootTime) {
     EXPECT_EQ(facts().systemVersionComponent(0), 12);
     EXPECT_EQ(facts().systemVersionComponent(1), 0);
     root.writeFile("etc/debian_version", "12.5\n");
-    EXPECT_EQ(facts().systemVersionComponent(1), 5);
-    EXPECT_EQ(facts().systemVersionComponent(2), 0);
+    EXPECT_EQ(std::make_tuple(facts().systemVersionComponent(1), facts().systemVersionComponent(2)), std::make_tuple(5, 0));
     root.writeFile("etc/debian_version", "trixie/sid\n");
     EXPECT_EQ(facts().systemVersionComponent(1), 0);
     EXPECT_GT(facts().appKitVersionNumber(), 1504.0);
@@ -212,16 +211,17 @@ TEST_F(LinuxSystemFactsTest, DefaultBrowserFromMimeappsLists) {
 
     root.writeFile("etc/alternatives/.keep");
     ASSERT_EQ(::symlink("/usr/bin/firefox-esr", (root / "etc/alternatives/x-www-browser").c_str()), 0);
-    EXPECT_EQ(facts().defaultApplicationForURL("http://").applicationPath, "/usr/bin/firefox-esr");
+    const auto browser = [&] { return facts().defaultApplicationForURL("http://").applicationPath; };
+    EXPECT_EQ(browser(), "/usr/bin/firefox-esr");
 
     root.writeFile("usr/share/applications/chromium.desktop", "[Desktop Entry]\n");
     root.writeFile("etc/xdg/mimeapps.list", "[Default Applications]\nx-scheme-handler/http=missing.desktop;chromium.desktop;\n");
-    EXPECT_EQ(facts().defaultApplicationForURL("http://").applicationPath, root / "usr/share/applications/chromium.desktop");
+    EXPECT_EQ(browser(), root / "usr/share/applications/chromium.desktop");
 
     root.writeFile("home/sam/.config/mimeapps.list",
                    "[Added Associations]\nx-scheme-handler/http=chromium.desktop\n[Default Applications]\n"
                    "text/html=other.desktop\nx-scheme-handler/http=vivaldi.desktop\n");
-    EXPECT_EQ(facts().defaultApplicationForURL("http://").applicationPath, "vivaldi.desktop");
+    EXPECT_EQ(browser(), "vivaldi.desktop");
     EXPECT_EQ(facts().defaultApplicationForURL("http://").status, 0);
 }
 
