@@ -186,18 +186,4 @@ TEST(DirectoryEnumerator, DeepPathsBeyondTheSystemLimitHoldNoDescriptors) {
     close(chain[0]);
 }
 
-TEST(DirectoryEnumerator, MatchesARecursiveListingOnAWideTree) {
-    kqtest::TemporaryDirectory tmp;
-    for (int i = 0; i < 40; ++i) {
-        tmp.writeFile("w/f" + std::to_string(i));
-        tmp.writeFile("w/d" + std::to_string(i) + "/x.app/Contents/Info.plist");
-    }
-    Strings expected, seen = walk(tmp.path());
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(tmp.path()))
-        expected.push_back(entry.path().string().substr(tmp.path().size() + 1));
-    std::sort(expected.begin(), expected.end());
-    std::sort(seen.begin(), seen.end());
-    EXPECT_EQ(seen, expected);
-}
-
 }  // namespace

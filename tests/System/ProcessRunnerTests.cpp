@@ -38,10 +38,8 @@ TEST(ProcessRunner, AddsAndReplacesEnvironmentVariables) {
 TEST(ProcessRunner, ProgramsThatCannotBeLaunchedThrow) {
     kqtest::TemporaryDirectory folder;
     const std::string notExecutable = folder.writeFile("script", "#!/bin/sh\necho hi\n");
-    EXPECT_THROW(kq::ProcessRunner::run(folder / "missing", {}), kq::InvalidArgumentException);
-    EXPECT_THROW(kq::ProcessRunner::run(notExecutable, {}), kq::InvalidArgumentException);
-    EXPECT_THROW(kq::ProcessRunner::run(folder.path(), {}), kq::InvalidArgumentException);
-    EXPECT_THROW(kq::ProcessRunner::run("", {}), kq::InvalidArgumentException);
+    for (const std::string& program : {folder / "missing", notExecutable, folder.path(), std::string()})
+        EXPECT_THROW(kq::ProcessRunner::run(program, {}), kq::InvalidArgumentException) << program;
 }
 
 TEST(ProcessRunner, FindsProgramsOnThePath) {

@@ -5,7 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
+#include <mutex>
 #include <thread>
 
 #include "FakeSystemFacts.h"
@@ -29,7 +29,6 @@ public:
         thread_ = std::thread([this] { serve(); });
     }
     ~LocalHTTPServer() {
-        stopping_ = true;
         ::shutdown(listener_, SHUT_RDWR);
         ::close(listener_);
         thread_.join();
@@ -42,7 +41,7 @@ public:
 
 private:
     void serve() {
-        while (!stopping_) {
+        for (;;) {  // until the destructor shuts the listener down
             const int client = ::accept(listener_, nullptr, nullptr);
             if (client < 0) return;
             std::string request;
@@ -65,7 +64,6 @@ private:
     std::string body_;
     int listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
     int port_ = 0;
-    std::atomic<bool> stopping_{false};
     std::thread thread_;
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <tuple>
 
 #include "FakeSystemFacts.h"
 
@@ -28,13 +29,10 @@ protected:
 };
 
 TEST_F(MemoryStatisticsTest, SizesArePageCountsTimesAPageSizeFetchedOnce) {
-    EXPECT_EQ(statistics.pageSize(), 16384u);
-    EXPECT_EQ(statistics.freeMemorySize(), 100u * 16384);
-    EXPECT_EQ(statistics.activeMemorySize(), 200u * 16384);
-    EXPECT_EQ(statistics.inactiveMemorySize(), 300u * 16384);
-    EXPECT_EQ(statistics.compressedMemorySize(), 50u * 16384);
-    // No firmware figures: nothing stolen.
-    EXPECT_EQ(statistics.wiredMemorySize(), 400u * 16384);
+    // No firmware figures: nothing stolen from wired memory.
+    EXPECT_EQ(std::make_tuple(statistics.pageSize(), statistics.freeMemorySize(), statistics.activeMemorySize(),
+                              statistics.inactiveMemorySize(), statistics.compressedMemorySize(), statistics.wiredMemorySize()),
+              std::make_tuple(16384u, 100u * 16384, 200u * 16384, 300u * 16384, 50u * 16384, 400u * 16384));
     facts->page = 4096;
     EXPECT_EQ(statistics.pageSize(), 16384u);
     EXPECT_EQ(facts->pageSizeQueries, 1);
@@ -49,9 +47,8 @@ TEST_F(MemoryStatisticsTest, UnreadableCountersGiveZeroAndLeaveThePageSizeZeroFo
     EXPECT_EQ(statistics.freeMemorySize(), 0u);
     EXPECT_EQ(statistics.wiredMemorySize(), 0u);
     kq::VMStatistics record;
-    EXPECT_FALSE(statistics.getStatisticsData(&record));
     kq::VMStatistics64 record64;
-    EXPECT_FALSE(statistics.getStatistics64Data(&record64));
+    EXPECT_FALSE(statistics.getStatisticsData(&record) || statistics.getStatistics64Data(&record64));
     // A null record is accepted without reading.
     EXPECT_TRUE(statistics.getStatisticsData(nullptr));
     EXPECT_TRUE(statistics.getStatistics64Data(nullptr));

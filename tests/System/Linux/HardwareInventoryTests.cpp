@@ -26,14 +26,11 @@ std::string memoryDevice(std::uint16_t size, std::uint32_t extendedSize, std::ui
     std::string f(0x28, '\0');
     f[0x0c] = static_cast<char>(size & 0xff);
     f[0x0d] = static_cast<char>(size >> 8);
-    f[0x10] = 1;  // device locator
-    f[0x11] = 2;  // bank locator
+    f[0x10] = 1, f[0x11] = 2;  // device and bank locators
     f[0x12] = static_cast<char>(type);
     f[0x15] = static_cast<char>(speed & 0xff);
     f[0x16] = static_cast<char>(speed >> 8);
-    f[0x17] = 3;
-    f[0x18] = 4;
-    f[0x1a] = 5;
+    f[0x17] = 3, f[0x18] = 4, f[0x1a] = 5;
     for (int i = 0; i < 4; ++i) f[0x1c + i] = static_cast<char>(extendedSize >> (8 * i));
     return structure(17, f, {"DIMM 0", "BANK 0", "Samsung", " 12345678 ", "M471A1K43CB1-CTD  "});
 }
@@ -53,27 +50,17 @@ TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
     // Strings are trimmed.
     EXPECT_EQ(std::tie(m.manufacturer, m.serialNumber, m.partNumber),
               std::make_tuple("Samsung", "12345678", "M471A1K43CB1-CTD"));
-    EXPECT_EQ(modules[1].sizeBytes, 0u);
-    EXPECT_EQ(modules[1].type, "Empty");
-    EXPECT_EQ(modules[2].sizeBytes, 64ull << 30);
-    EXPECT_EQ(modules[2].type, "DDR5");
-    // Truncated or malformed tables give nothing.
+    EXPECT_EQ(std::tie(modules[1].sizeBytes, modules[1].type, modules[2].sizeBytes, modules[2].type),
+              std::make_tuple(0ull, "Empty", 64ull << 30, "DDR5"));
+    // A truncated table gives nothing.
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(smbiosTable().substr(0, 60)).empty());
-    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(std::string("\x11\x02\x00\x00", 4)).empty());
-    EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable("").empty());
 }
 
 std::string edidBlock() {
-    std::string e(128, '\0');
-    const unsigned char header[] = {0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x00};
-    for (int i = 0; i < 8; ++i) e[i] = static_cast<char>(header[i]);
-    e[8] = 0x10, e[9] = static_cast<char>(0xac);  // "DEL"
-    e[10] = static_cast<char>(0xc4), e[11] = static_cast<char>(0xa0);
-    e[12] = 0x4c, e[13] = 0x30, e[14] = 0x41, e[15] = 0x42;
-    e[16] = 12;
-    e[17] = 29;  // 2019
-    const unsigned char timing[] = {0x02, 0x3a, 0x80, 0x18, 0x71, 0x38, 0x2d, 0x40};
-    for (int i = 0; i < 8; ++i) e[54 + i] = static_cast<char>(timing[i]);
+    // Header, vendor "DEL", product, serial, week 12 of 2019; then the first timing and a name descriptor.
+    std::string e = std::string("\x00\xff\xff\xff\xff\xff\xff\x00\x10\xac\xc4\xa0\x4c\x30\x41\x42\x0c\x1d", 18);
+    e.resize(128, '\0');
+    e.replace(54, 8, "\x02\x3a\x80\x18\x71\x38\x2d\x40");
     e[72 + 3] = static_cast<char>(0xfc);
     const std::string name = "DELL U2419H\n ";
     e.replace(72 + 5, name.size(), name);
@@ -105,16 +92,15 @@ constexpr std::string_view kPCIDatabase =
     "\t00  VGA compatible controller\n";
 
 TEST(PCIIDs, NamesAndShortVendorNames) {
-    auto names = kq::lookUpPCINames(kPCIDatabase, 0x10de, 0x1c82);
-    EXPECT_EQ(names.vendor, "NVIDIA Corporation");
-    EXPECT_EQ(names.device, "GP107 [GeForce GTX 1050 Ti]");
-    names = kq::lookUpPCINames(kPCIDatabase, 0x8086, 0x1c82);
-    EXPECT_EQ(names.vendor, "Intel Corporation");
-    EXPECT_EQ(names.device, std::nullopt);
-    EXPECT_EQ(kq::lookUpPCINames(kPCIDatabase, 0x0003, 0x0000).vendor, std::nullopt);
-    EXPECT_EQ(kq::shortVendorName("Advanced Micro Devices, Inc. [AMD/ATI]"), "AMD");
-    EXPECT_EQ(kq::shortVendorName("Intel Corporation"), "Intel");
-    EXPECT_EQ(kq::shortVendorName("Red Hat, Inc."), "Red Hat");
+    const auto names = [](unsigned vendor, unsigned device) {
+        const auto found = kq::lookUpPCINames(kPCIDatabase, vendor, device);
+        return std::make_tuple(found.vendor, found.device);
+    };
+    EXPECT_EQ(names(0x10de, 0x1c82), std::make_tuple("NVIDIA Corporation", "GP107 [GeForce GTX 1050 Ti]"));
+    EXPECT_EQ(names(0x8086, 0x1c82), std::make_tuple("Intel Corporation", std::nullopt));
+    EXPECT_EQ(std::get<0>(names(0x0003, 0x0000)), std::nullopt);
+    for (auto [full, brief] : {std::pair{"Advanced Micro Devices, Inc. [AMD/ATI]", "AMD"}, {"Red Hat, Inc.", "Red Hat"}})
+        EXPECT_EQ(kq::shortVendorName(full), brief);
 }
 
 class LinuxInventoryTest : public ::testing::Test {
@@ -146,20 +132,15 @@ TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {
 
     const auto gpus = facts().graphicsProcessors();
     ASSERT_EQ(gpus.size(), 3u);
-    EXPECT_EQ(gpus[0].model, "Intel UHD Graphics 620");
-    EXPECT_EQ(gpus[0].vendorName, "Intel");
-    EXPECT_EQ(gpus[0].revisionID, 7);
-    EXPECT_TRUE(gpus[0].builtIn && gpus[0].memoryShared);
+    EXPECT_EQ(std::tie(gpus[0].model, gpus[0].vendorName, gpus[0].revisionID, gpus[0].builtIn, gpus[0].memoryShared),
+              std::make_tuple("Intel UHD Graphics 620", "Intel", 7, true, true));
     ASSERT_EQ(gpus[0].displays.size(), 2u);
-    EXPECT_EQ(gpus[0].displays[0].connector, "HDMI-A-1");
-    EXPECT_EQ(gpus[0].displays[0].name, "DELL U2419H");
-    EXPECT_EQ(gpus[0].displays[0].width, 1920u);
+    const auto& [hdmi, panel] = std::tie(gpus[0].displays[0], gpus[0].displays[1]);
+    EXPECT_EQ(std::tie(hdmi.connector, hdmi.name, hdmi.width), std::make_tuple("HDMI-A-1", "DELL U2419H", 1920u));
     // A panel without EDID is named after its connector.
-    EXPECT_EQ(gpus[0].displays[1].name, "eDP-1");
-    EXPECT_TRUE(gpus[0].displays[1].builtIn);
-    EXPECT_EQ(gpus[1].model, "NVIDIA GeForce GTX 1050 Ti");
-    EXPECT_FALSE(gpus[1].builtIn);
-    EXPECT_EQ(gpus[2].model, "vc4-drm");
+    EXPECT_EQ(std::tie(panel.name, panel.builtIn), std::make_tuple("eDP-1", true));
+    EXPECT_EQ(std::tie(gpus[1].model, gpus[1].builtIn, gpus[2].model),
+              std::make_tuple("NVIDIA GeForce GTX 1050 Ti", false, "vc4-drm"));
 }
 
 }  // namespace

@@ -16,6 +16,11 @@ protected:
     kq::LinuxSystemFacts facts() const {
         return kq::LinuxSystemFacts({root.path(), root / "home/sam", /*runDesktopTools=*/false});
     }
+    // Frequency, clock speed, packages and cores.
+    auto processor() const {
+        const auto f = facts();
+        return std::make_tuple(f.cpuFrequency(), f.processorClockSpeed(), f.cpuPackages(), f.cpuCores());
+    }
     static kq::Data bytes(std::string_view text) { return kq::Data(text.begin(), text.end()); }
     TemporaryDirectory root;
 };
@@ -67,10 +72,9 @@ TEST_F(LinuxSystemFactsTest, EnNamesCountNonLoopbackInterfacesInNameOrder) {
     root.writeFile("sys/class/net/tun0/address", "\n");
     root.writeFile("sys/class/net/enp0s31f6/address", "8c:16:45:01:02:03\n");
     root.writeFile("sys/class/net/ib0/address", "80:00:02:08:fe:80:00:00:00:00:00:00:00:02:c9:03:00:0a:bc:d1\n");
-    const auto en0 = facts().networkInterface("en0");
-    ASSERT_TRUE(en0.has_value());
-    ASSERT_EQ(en0->services.size(), 1u);
-    EXPECT_EQ(en0->services[0].hardwareAddress, (kq::Data{0x8c, 0x16, 0x45, 0x01, 0x02, 0x03}));
+    const auto en0 = facts().networkInterface("en0").value();
+    EXPECT_EQ(en0.services.size(), 1u);
+    EXPECT_EQ(en0.services.at(0).hardwareAddress, (kq::Data{0x8c, 0x16, 0x45, 0x01, 0x02, 0x03}));
     EXPECT_EQ(facts().networkInterface("en1")->services[0].hardwareAddress->size(), 20u);
     EXPECT_EQ(facts().networkInterface("en2")->services[0].hardwareAddress,
               (kq::Data{0xa4, 0x5e, 0x60, 0xc1, 0x22, 0x3b}));
@@ -85,16 +89,10 @@ TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
                    "processor\t: 1\nphysical id\t: 0\ncore id\t\t: 1\n\n"
                    "processor\t: 2\nphysical id\t: 0\ncore id\t\t: 0\n\n");
     root.writeFile("proc/meminfo", "MemTotal:       16213772 kB\nMemFree:         1000 kB\n");
-    auto info = facts().hostBasicInfo();
-    ASSERT_TRUE(info.has_value());
-    EXPECT_EQ(info->maxCpus, 3);
-    EXPECT_EQ(info->cpuType, kq::kCPUTypeX86_64);
-    EXPECT_EQ(info->maxMem, 16213772ull * 1024);
+    const auto info = facts().hostBasicInfo().value();
+    EXPECT_EQ(std::tie(info.maxCpus, info.cpuType, info.maxMem), std::make_tuple(3, kq::kCPUTypeX86_64, 16213772ull * 1024));
     EXPECT_EQ(facts().cpuBrandString(), "Intel(R) Core(TM) i7-8650U CPU @ 1.90GHz");
-    EXPECT_EQ(facts().cpuFrequency(), 2112000000u);
-    EXPECT_EQ(facts().processorClockSpeed(), 2112000000);
-    EXPECT_EQ(facts().cpuPackages(), 1u);
-    EXPECT_EQ(facts().cpuCores(), 2u);
+    EXPECT_EQ(processor(), std::make_tuple(2112000000u, 2112000000, 1u, 2u));
 
     // sysfs wins where it exists: nominal clock, online processors, topology.
     root.writeFile("sys/devices/system/cpu/cpu0/cpufreq/base_frequency", "1900000\n");
@@ -104,19 +102,15 @@ TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
         root.writeFile(topology + "physical_package_id", std::to_string(package));
         root.writeFile(topology + "core_id", std::to_string(core));
     }
-    EXPECT_EQ(facts().cpuFrequency(), 1900000000u);
-    EXPECT_EQ(facts().processorClockSpeed(), 1900000000);
+    EXPECT_EQ(processor(), std::make_tuple(1900000000u, 1900000000, 2u, 3u));
     EXPECT_EQ(facts().hostBasicInfo()->maxCpus, 5);
-    EXPECT_EQ(facts().cpuPackages(), 2u);
-    EXPECT_EQ(facts().cpuCores(), 3u);
 }
 
 TEST_F(LinuxSystemFactsTest, ProcessorTypesOfOtherArchitectures) {
     root.writeFile("proc/cpuinfo", "processor\t: 0\ncpu\t\t: 7447A, altivec supported\nclock\t\t: 1249.999995MHz\n"
                                    "\nplatform\t: PowerMac\n");
-    auto info = facts().hostBasicInfo();
-    EXPECT_EQ(info->cpuType, kq::kCPUTypePowerPC);
-    EXPECT_EQ(info->cpuSubtype, kq::kCPUSubtypePowerPC7450);
+    EXPECT_EQ(std::make_tuple(facts().hostBasicInfo()->cpuType, facts().hostBasicInfo()->cpuSubtype),
+              std::make_tuple(kq::kCPUTypePowerPC, kq::kCPUSubtypePowerPC7450));
     EXPECT_EQ(facts().cpuBrandString(), "7447A, altivec supported");
     EXPECT_EQ(facts().cpuFrequency(), 1249999995u);
     for (auto [cpu, subtype] : {std::pair{"740/750", kq::kCPUSubtypePowerPC750}, {"7400, altivec supported", 10},
@@ -142,8 +136,8 @@ TEST_F(LinuxSystemFactsTest, PageCountersFromMeminfoAndVmstat) {
     EXPECT_EQ(std::tie(statistics->free_count, statistics->active_count, statistics->inactive_count,
                        statistics->wire_count, statistics->faults),
               std::make_tuple(1000u, 200u, 300u, 40u, 123456u));
-    EXPECT_EQ(facts().vmStatistics64()->compressor_page_count, 40u);
-    EXPECT_EQ(facts().vmStatistics64()->swapouts, 4u);
+    EXPECT_EQ(std::make_tuple(facts().vmStatistics64()->compressor_page_count, facts().vmStatistics64()->swapouts),
+              std::make_tuple(40u, 4u));
     root.writeFile("proc/meminfo", "garbage\n");
     EXPECT_EQ(facts().vmStatistics(), std::nullopt);
 }
@@ -179,12 +173,10 @@ TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
         root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online");
 
     errno = 0;
-    ASSERT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Reserved", bytes), 0);
-    EXPECT_EQ(bytes, 0x60400u + 0x4000000u);
-    ASSERT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Unusable", bytes), 0);
-    EXPECT_EQ(bytes, 0x100000u);
-    ASSERT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Other", bytes), 0);
-    EXPECT_EQ(bytes, 0x100000u);
+    for (auto [figure, expected] : {std::pair{"Reserved", 0x60400u + 0x4000000u}, {"Unusable", 0x100000u}, {"Other", 0x100000u}}) {
+        EXPECT_EQ(facts().firmwareMemoryFigure(std::string("machdep.memmap.") + figure, bytes), 0);
+        EXPECT_EQ(bytes, expected) << figure;
+    }
     EXPECT_EQ(errno, 0);
     EXPECT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Bogus", bytes), -1);
 }
@@ -200,8 +192,7 @@ TEST_F(LinuxSystemFactsTest, OperatingSystemAndBootTime) {
     EXPECT_EQ(facts().systemVersionComponent(0), 12);
     EXPECT_EQ(facts().systemVersionComponent(1), 0);
     root.writeFile("etc/debian_version", "12.5\n");
-    EXPECT_EQ(facts().systemVersionComponent(1), 5);
-    EXPECT_EQ(facts().systemVersionComponent(2), 0);
+    EXPECT_EQ(std::make_tuple(facts().systemVersionComponent(1), facts().systemVersionComponent(2)), std::make_tuple(5, 0));
     root.writeFile("etc/debian_version", "trixie/sid\n");
     EXPECT_EQ(facts().systemVersionComponent(1), 0);
     EXPECT_GT(facts().appKitVersionNumber(), 1504.0);
@@ -219,16 +210,17 @@ TEST_F(LinuxSystemFactsTest, DefaultBrowserFromMimeappsLists) {
 
     root.writeFile("etc/alternatives/.keep");
     ASSERT_EQ(::symlink("/usr/bin/firefox-esr", (root / "etc/alternatives/x-www-browser").c_str()), 0);
-    EXPECT_EQ(facts().defaultApplicationForURL("http://").applicationPath, "/usr/bin/firefox-esr");
+    const auto browser = [&] { return facts().defaultApplicationForURL("http://").applicationPath; };
+    EXPECT_EQ(browser(), "/usr/bin/firefox-esr");
 
     root.writeFile("usr/share/applications/chromium.desktop", "[Desktop Entry]\n");
     root.writeFile("etc/xdg/mimeapps.list", "[Default Applications]\nx-scheme-handler/http=missing.desktop;chromium.desktop;\n");
-    EXPECT_EQ(facts().defaultApplicationForURL("http://").applicationPath, root / "usr/share/applications/chromium.desktop");
+    EXPECT_EQ(browser(), root / "usr/share/applications/chromium.desktop");
 
     root.writeFile("home/sam/.config/mimeapps.list",
                    "[Added Associations]\nx-scheme-handler/http=chromium.desktop\n[Default Applications]\n"
                    "text/html=other.desktop\nx-scheme-handler/http=vivaldi.desktop\n");
-    EXPECT_EQ(facts().defaultApplicationForURL("http://").applicationPath, "vivaldi.desktop");
+    EXPECT_EQ(browser(), "vivaldi.desktop");
     EXPECT_EQ(facts().defaultApplicationForURL("http://").status, 0);
 }
 
@@ -267,21 +259,17 @@ protected:
 TEST_F(LinuxVolumesTest, VisibleVolumesRootDiskAndRemovableOnes) {
     EXPECT_EQ(facts().mountedVolumePaths(), (std::vector<std::string>{"/", "/media/sam/My Stick", "/mnt/share", "/data"}));
     // The root disk is the whole disk above the root partition.
-    const auto chain = facts().rootVolumeStorageChain();
-    ASSERT_TRUE(chain.has_value());
-    ASSERT_EQ(chain->size(), 2u);
-    EXPECT_TRUE(!(*chain)[0].isWhole && (*chain)[0].size == 999165952ull * 512);
-    EXPECT_TRUE((*chain)[1].isMedia && (*chain)[1].isWhole && (*chain)[1].size == 1000215216ull * 512);
+    const auto chain = facts().rootVolumeStorageChain().value();
+    ASSERT_EQ(chain.size(), 2u);
+    EXPECT_TRUE(!chain[0].isWhole && chain[0].size == 999165952ull * 512);
+    EXPECT_TRUE(chain[1].isMedia && chain[1].isWhole && chain[1].size == 1000215216ull * 512);
 
-    const auto rootVolume = facts().volumeAtPath("/");
-    ASSERT_TRUE(rootVolume.has_value());
-    EXPECT_FALSE(rootVolume->removable || rootVolume->unmountable);
-    EXPECT_EQ(rootVolume->type, "ext4");
-    const auto stick = facts().volumeAtPath("/media/sam/My Stick");
-    EXPECT_TRUE(stick->removable && stick->unmountable);
-    EXPECT_TRUE(facts().volumeAtPath("/mnt/share")->unmountable);
-    const auto data = facts().volumeAtPath("/data");
-    EXPECT_FALSE(data->removable || data->unmountable);
+    EXPECT_EQ(facts().volumeAtPath("/").value().type, "ext4");
+    for (auto [path, removable, unmountable] : {std::tuple{"/", false, false}, {"/media/sam/My Stick", true, true},
+                                                {"/mnt/share", false, true}, {"/data", false, false}}) {
+        const auto volume = facts().volumeAtPath(path).value();
+        EXPECT_TRUE(volume.removable == removable && volume.unmountable == unmountable) << path;
+    }
     EXPECT_EQ(facts().volumeAtPath("/no/such/folder"), std::nullopt);
     EXPECT_GT(facts().volumeCapacity("/data").total.value_or(0), 0);
 }

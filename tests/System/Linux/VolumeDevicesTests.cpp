@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "System/Linux/LinuxVolumeDevices.h"
@@ -19,12 +20,9 @@ TEST(VolumeDevicesTests, MountInfoLinesAreParsedWithEscapesAndOptionalFields) {
         "garbage line\n"
         "42 26 0:40 / /mnt/share rw - nfs4 server:/export rw\n");
     ASSERT_EQ(volumes.size(), 3u);
-    EXPECT_EQ(volumes[0].mountPoint, "/");
-    EXPECT_EQ(volumes[0].deviceID, makedev(254, 0));
-    EXPECT_EQ(volumes[1].mountPoint, "/media/jane/My Disk");
-    EXPECT_EQ(volumes[1].fileSystemType, "exfat");
-    EXPECT_EQ(volumes[1].source, "/dev/sdb1");
-    EXPECT_EQ(volumes[1].deviceID, makedev(8, 17));
+    EXPECT_EQ(std::tie(volumes[0].mountPoint, volumes[0].deviceID), std::make_tuple("/", makedev(254, 0)));
+    EXPECT_EQ(std::tie(volumes[1].mountPoint, volumes[1].fileSystemType, volumes[1].source, volumes[1].deviceID),
+              std::make_tuple("/media/jane/My Disk", "exfat", "/dev/sdb1", makedev(8, 17)));
     EXPECT_EQ(volumes[2].fileSystemType, "nfs4");
 }
 
@@ -83,8 +81,7 @@ TEST_F(RecordedSysfs, DisksAreClassifiedByBusAndRemovableFlag) {
                           Case{253, 0, DeviceBus::Internal, false}, Case{0, 40, DeviceBus::None, false},
                           Case{8, 99, DeviceBus::None, false}}) {
         const auto found = classOf(c.major, c.minor);
-        EXPECT_EQ(found.bus, c.bus) << c.major << ":" << c.minor;
-        EXPECT_EQ(found.ejectable, c.ejectable) << c.major << ":" << c.minor;
+        EXPECT_TRUE(found.bus == c.bus && found.ejectable == c.ejectable) << c.major << ":" << c.minor;
     }
 }
 
