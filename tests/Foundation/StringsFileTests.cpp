@@ -67,9 +67,7 @@ TEST(StringsFileTests, ReadsUTF16InBothByteOrdersWithAndWithoutBOMAndUTF8WithBOM
             EXPECT_EQ(stringFor(*table, "Smile"), "\xF0\x9F\x98\x80");
         }
     }
-    auto withBOM = kq::parseStringsFile(bytesOf("\xEF\xBB\xBF\"k\" = \"\xC3\xA9\";"));
-    ASSERT_TRUE(withBOM);
-    EXPECT_EQ(stringFor(*withBOM, "k"), "\xC3\xA9");
+    EXPECT_EQ(stringFor(kq::parseStringsFile(bytesOf("\xEF\xBB\xBF\"k\" = \"\xC3\xA9\";")).value(), "k"), "\xC3\xA9");
 }
 
 TEST(StringsFileTests, AcceptsBracedTableAndPropertyListForms) {
@@ -106,6 +104,7 @@ TEST(StringsFileTests, MalformedTablesAreRejected) {
         "\"a\" = \"\xC0\xAF\";",       // overlong UTF-8
         "\"a\" = \"\xED\xA0\x80\";",   // encoded surrogate
         "\"a\" = \"#\";\n#",           // character outside any token
+        "/* c */ \"k\" = \"v\\n\\U00",  // cut inside an escape (the fuzz target tries every cut)
     };
     for (const char* text : broken) EXPECT_FALSE(kq::parseStringsFile(bytesOf(text))) << text;
     // UTF-16 of odd length, and with an unpaired surrogate.
@@ -113,13 +112,6 @@ TEST(StringsFileTests, MalformedTablesAreRejected) {
     odd.push_back('x');
     EXPECT_FALSE(kq::parseStringsFile(odd));
     EXPECT_FALSE(kq::parseStringsFile(utf16(u"\"a\" = \"\xD800\";", false, true)));
-}
-
-TEST(StringsFileTests, EveryTruncationOfAValidTableFailsCleanlyOrParses) {
-    kq::Data whole = utf16(u"/* c */ \"k\" = \"v\\n\\U00e9\"; \"x\";", true, true);
-    for (auto end = whole.begin(); end != whole.end(); ++end) (void)kq::parseStringsFile(kq::Data(whole.begin(), end));
-    for (std::size_t length = 0; length <= kTypicalTable.size(); ++length)
-        (void)kq::parseStringsFile(bytesOf(kTypicalTable.substr(0, length)));
 }
 
 }  // namespace

@@ -43,28 +43,11 @@ TEST(PredicateParsing, RejectsMalformedPiecesCleanly) {
                                "a == -b", "a == CAST(1, 'NSBanana')", "a == CAST(b, 'NSDate')", "a == 'x' AND",
                                "a == 'x' OR OR b == 1", "a == 1)", "a.#", "a == \"x\\", "a == 1e400",
                                "a == CAST(1e300, 'NSDate')", "a == CAST(8.5e9, 'NSDate')",
-                               "a == CAST('nan', 'NSDate')", "#", "# == 1"}) {
+                               "a == CAST('nan', 'NSDate')", "#", "# == 1",
+                               // Cut-off formats (the fuzz target tries every cut).
+                               "a ENDSWITH[cd", "a IN {1, -2.5e3, 0x1f", "CAST(\"file:///a%20b/\", \"NSURL"}) {
         SCOPED_TRACE(format);
         EXPECT_THROW(Predicate::predicateWithFormat(format), kq::InvalidArgumentException);
-    }
-}
-
-TEST(PredicateParsing, EveryPrefixAndSplicedFormatEitherParsesOrThrows) {
-    const std::string formats[] = {
-        "path ENDSWITH[cd] '.app' AND NOT (lastPathComponent LIKE 'com.\\*?x' OR ANY tags IN {1, -2.5e3, 0x1f})",
-        "CAST(\"file:///a%20b/\", \"NSURL\") == SELF || $v.#in BETWEEN {nil, YES} && name MATCHES[c] \"\\u00e9(.*)\"",
-    };
-    const kq::Value object(kq::Dictionary{{"path", "/A.app"}, {"tags", kq::Array{1}}});
-    for (const std::string& format : formats) {
-        for (std::size_t cut = 0; cut <= format.size(); ++cut) {
-            for (const std::string& candidate : {format.substr(0, cut), format.substr(cut) + format.substr(0, cut)}) {
-                try {
-                    const auto p = Predicate::predicateWithFormat(candidate);
-                    (void)p->evaluateWithObject(object, kq::Dictionary{{"v", kq::Dictionary{}}});
-                } catch (const kq::InvalidArgumentException&) {
-                }
-            }
-        }
     }
 }
 
@@ -181,8 +164,7 @@ TEST(PredicateParsing, ComposedPredicatesAreBoundedToo) {
         p = level % 2 ? Predicate::notPredicateWithSubpredicate(p)
                       : Predicate::andPredicateWithSubpredicates({leaf, p});
     }
-    EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})));
-    EXPECT_NO_THROW(p->predicateFormat());
+    EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})) && !p->predicateFormat().empty());
     EXPECT_THROW(Predicate::notPredicateWithSubpredicate(p), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::orPredicateWithSubpredicates({Predicate::predicateWithValue(true), p}),
                  kq::InvalidArgumentException);
@@ -194,9 +176,7 @@ TEST(PredicateParsing, CompoundFactories) {
     EXPECT_EQ(Predicate::andPredicateWithSubpredicates({a, b})->predicateFormat(), "a == 1 AND (b == 2 OR c == 3)");
     EXPECT_EQ(Predicate::orPredicateWithSubpredicates({a})->predicateFormat(), "a == 1");
     EXPECT_EQ(Predicate::notPredicateWithSubpredicate(b)->predicateFormat(), "NOT (b == 2 OR c == 3)");
-    EXPECT_EQ(Predicate::andPredicateWithSubpredicates({})->predicateFormat(), "TRUEPREDICATE");
-    EXPECT_EQ(Predicate::orPredicateWithSubpredicates({})->predicateFormat(), "FALSEPREDICATE");
-    EXPECT_EQ(kq::describe(*Predicate::predicateWithValue(false)), "FALSEPREDICATE");
+    EXPECT_EQ(kq::describe(*Predicate::andPredicateWithSubpredicates({})), "TRUEPREDICATE");
 }
 
 }  // namespace
