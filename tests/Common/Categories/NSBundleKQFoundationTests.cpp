@@ -45,10 +45,7 @@ TEST_F(NSBundleKQFoundationTests, PreferredLocalizationAnswersEnglishAsEn) {
 }
 
 TEST_F(NSBundleKQFoundationTests, BundleWithoutLocalizationsIsTheCallersError) {
-    auto bare = bundle("Bare.app", "", {});
-    EXPECT_THROW(bare->preferredLocalization(), kq::RangeException);
-
-    kq::Bundle::setMainBundle(bare);
+    kq::Bundle::setMainBundle(bundle("Bare.app", "", {}));
     EXPECT_THROW(kq::Bundle::preferredApplicationLocalization(), kq::RangeException);
     kqtest::ScopedEnvironment language({{"LANG", "ru_RU.UTF-8"}});
     kq::Bundle::setMainBundle(bundle("Russian.app", "", {"en", "ru"}));
