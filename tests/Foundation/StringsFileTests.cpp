@@ -71,10 +71,7 @@ TEST(StringsFileTests, ReadsUTF16InBothByteOrdersWithAndWithoutBOMAndUTF8WithBOM
 }
 
 TEST(StringsFileTests, AcceptsBracedTableAndPropertyListForms) {
-    auto braced = kq::parseStringsFile(bytesOf("{ \"a\" = \"1\"; b = 2; }\n"));
-    ASSERT_TRUE(braced);
-    EXPECT_EQ(stringFor(*braced, "b"), "2");
-
+    EXPECT_EQ(stringFor(kq::parseStringsFile(bytesOf("{ \"a\" = \"1\"; b = 2; }\n")).value(), "b"), "2");
     auto xml = kq::parseStringsFile(bytesOf(R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>Open</key><string>Öffnen</string>
 <key>Count</key><integer>3</integer></dict></plist>)"));
