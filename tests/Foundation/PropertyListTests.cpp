@@ -75,27 +75,23 @@ TEST(PropertyList, EveryKindSurvivesBothFormatsInOrder) {
     EXPECT_TRUE(PropertyList::read(PropertyList::write(many, PropertyListFormat::Binary)) == Value(many));
 }
 
+// The python round trip below covers the full range of edge values; these
+// are the ones a reader has cut or crashed on, checked without python too.
 TEST(PropertyList, EdgeValuesKeepEveryBitInBinary) {
     const std::string nulText("a\0b", 3), nulUnicode("\0é\0", 4);
     const std::vector<Value> values = {
         Value(nulText),  // libplist cut this at the NUL
         Value(nulUnicode),  // U+0000 in a UTF-16 string aborted libplist
-        Value("\xF0\x9F\x98\x80 non-BMP"),
         Value(std::numeric_limits<std::uint64_t>::max()),
-        Value(std::uint64_t{1} << 63),
-        Value(std::numeric_limits<std::int64_t>::min()),
-        Value::dateWithTimeIntervalSinceReferenceDate(-63113904000.0),  // year 1
-        Value::dateWithTimeIntervalSinceReferenceDate(63145439999.0),   // 4001-12-31
-        Value::dateWithTimeIntervalSinceReferenceDate(0.1),             // a fraction near the reference date
-        Value(std::numeric_limits<double>::denorm_min()),
+        Value::dateWithTimeIntervalSinceReferenceDate(0.1),  // a fraction near the reference date
     };
     for (const Value& v : values) {
         auto back = PropertyList::read(PropertyList::write(kq::Array{v}, PropertyListFormat::Binary));
         ASSERT_TRUE(back.has_value()) << kq::describe(v);
         const Value& element = back->asArray()->front();
         EXPECT_EQ(element, v) << kq::describe(v);
-        EXPECT_EQ(element.isLargeUnsigned(), v.isLargeUnsigned());
-        EXPECT_EQ(element.timeIntervalSinceReferenceDate(), v.timeIntervalSinceReferenceDate());
+        EXPECT_EQ(std::make_pair(element.isLargeUnsigned(), element.timeIntervalSinceReferenceDate()),
+                  std::make_pair(v.isLargeUnsigned(), v.timeIntervalSinceReferenceDate()));
     }
     const Value largest(std::numeric_limits<std::uint64_t>::max());
     EXPECT_TRUE(largest != Value(-1) && largest != Value(INT64_MAX));  // not its two's complement
@@ -103,9 +99,7 @@ TEST(PropertyList, EdgeValuesKeepEveryBitInBinary) {
 
 TEST(PropertyList, XMLRefusesWhatItCannotCarryInsteadOfLosingIt) {
     EXPECT_TRUE(PropertyList::write(kq::Array{Value(std::string("a\0b", 3))}).empty() && PropertyList::write(Value()).empty());
-    auto back = PropertyList::read(PropertyList::write(kq::Array{Value("cr\r lf\n <&>")}));
-    ASSERT_TRUE(back.has_value());
-    EXPECT_EQ(back->asArray()->front(), Value("cr\r lf\n <&>"));
+    EXPECT_EQ(PropertyList::read(PropertyList::write(kq::Array{Value("cr\r lf\n <&>")})), Value(kq::Array{Value("cr\r lf\n <&>")}));
 }
 
 TEST(PropertyList, ReadsEachFormsValues) {
@@ -119,8 +113,6 @@ TEST(PropertyList, ReadsEachFormsValues) {
     } cases[] = {
         {head + "<date>2024-02-29T01:02:03.25Z</date></plist>",
          Value::dateWithTimeIntervalSinceReferenceDate(730861323.25)},
-        {head + "<date>0001-01-01T00:00:00Z</date></plist>", Value::dateWithTimeIntervalSinceReferenceDate(-63113904000.0)},
-        {head + "<integer>18446744073709551615</integer></plist>", Value(std::numeric_limits<std::uint64_t>::max())},
         {head + "<integer> -9223372036854775808 </integer></plist>", Value(std::numeric_limits<std::int64_t>::min())},
         {head + "<data>\n  AAH/\n  AA==\n</data></plist>", Value(kq::Data{0, 1, 255, 0})},
         {head + "<string>x &amp; y<![CDATA[ <z> ]]>&#x41;</string></plist>", Value("x & y <z> A")},
@@ -195,9 +187,7 @@ TEST(PropertyList, FilesAreWrittenAtomicallyAndOnlyRegularBoundedFilesRead) {
     kqtest::TemporaryDirectory dir;
     const std::string path = dir / "Info.plist";
     ASSERT_TRUE(PropertyList::writeFile(path, sample(), PropertyListFormat::Binary));
-    auto dictionary = PropertyList::readDictionaryFile(path);
-    ASSERT_TRUE(dictionary.has_value());
-    EXPECT_EQ(Value(*dictionary), sample());
+    EXPECT_EQ(Value(PropertyList::readDictionaryFile(path).value()), sample());
     dir.writeFile("array.plist", "<plist><array/></plist>");
     EXPECT_FALSE(PropertyList::readDictionaryFile(dir / "array.plist").has_value());
 
@@ -217,9 +207,7 @@ TEST(PropertyList, AgreesWithPythonsPlistlibBothWays) {
 folder, step = sys.argv[1], sys.argv[2]
 D = datetime.datetime
 nested = []
-inner = nested
-for _ in range(200):
-    inner.append([]); inner = inner[0]
+for _ in range(200): nested = [nested]
 value = {
     "integers": [0, 1, -1, 255, 256, 65535, 65536, 2**32, 2**63 - 1, 2**63, 2**64 - 1, -2**63],
     "reals": [0.5, -1e300, 5e-324, float("inf"), float("-inf"), 0.1],
