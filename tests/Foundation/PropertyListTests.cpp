@@ -69,10 +69,6 @@ TEST(PropertyList, EveryKindSurvivesBothFormatsInOrder) {
         EXPECT_EQ(*back, sample());
         EXPECT_EQ(back->asDictionary()->keys().front(), "CFBundleIdentifier");
     }
-    // Past 65 536 objects a reference takes four bytes.
-    kq::Array many;
-    for (int i = 0; i < 70000; ++i) many.emplace_back(i);
-    EXPECT_TRUE(PropertyList::read(PropertyList::write(many, PropertyListFormat::Binary)) == Value(many));
 }
 
 // The python round trip below covers the full range of edge values; these
@@ -124,8 +120,7 @@ TEST(PropertyList, ReadsEachFormsValues) {
          Value(kq::Dictionary{{"a", "1"},
                               {"b", kq::Array{Value("x"), Value("y z"), Value(kq::Data{0, 1, 255})}},
                               {"c", kq::Dictionary{}}})},
-        {"key = value;", Value(kq::Dictionary{{"key", "value"}})},
-        {"( )", Value(kq::Array{})},
+        {"key = value;", Value(kq::Dictionary{{"key", "value"}})}, {"( )", Value(kq::Array{})},
         {utf16, Value("é😀")},
     };
     for (const auto& c : cases) {
@@ -139,16 +134,12 @@ TEST(PropertyList, ReadsEachFormsValues) {
 
 TEST(PropertyList, MalformedInputGivesNothing) {
     const std::vector<std::string> bad = {
-        "",
-        "not a plist",
+        "", "not a plist", "{ a = ; }", "( a b )", "<0g>",
         "<plist version=\"1.0\"><dict><key>a</key><string>x</dict></plist>",
         "<plist><dict><key>a</key></dict></plist>",
         "<plist><integer>18446744073709551616</integer></plist>",
         "<plist><date>2024-13-01T00:00:00Z</date></plist>",
         "<plist><data>A</data></plist>",
-        "{ a = ; }",
-        "( a b )",
-        "<0g>",
         std::string("bplist00\x00\x01\x02", 11),
         std::string("bplist00") + std::string(40, '\xff'),
         binaryList(1, [](std::size_t) { return arrayOf({0}); }),            // a cycle
@@ -216,7 +207,7 @@ value = {
     "strings": ["", "plain", "nul\x00inside", "\u00e9\x00", "caf\u00e9 \U0001F600", "a" * 1000],
     "data": [b"", b"\x00\xff" * 100],
     "nested": nested,
-    "many": list(range(70000)),
+    "many": list(range(70000)),  # past 65 536 objects a reference takes four bytes
     "dictionary": {"k%d" % i: i for i in range(300)},
 }
 xml_value = dict(value)  # XML carries no NULs and no fractional seconds
