@@ -40,13 +40,12 @@ protected:
         const std::string resources = name + "/Contents/Resources/";
         dir.writeFile(name + "/Contents/Info.plist", infoPlist({{"CFBundleIdentifier", "com.example.foo"},
                                                                 {"CFBundleDevelopmentRegion", developmentRegion}}));
-        dir.writeFile(resources + "Icon.icns", "icon");
-        dir.writeFile(resources + "Scripts/run.sh", "run");
-        dir.writeFile(resources + "en.lproj/Localizable.strings", "\"Open\" = \"Open\";\n\"Close\" = \"Close\";\n");
-        dir.writeFile(resources + "de.lproj/Localizable.strings", "\"Open\" = \"Öffnen\";\n");
-        dir.writeFile(resources + "de.lproj/Menu.strings", "\"File\" = \"Ablage\";\n");
-        dir.writeFile(resources + "de.lproj/Readme.txt", "Lies mich");
-        dir.writeFile(resources + "en.lproj/Readme.txt", "Read me");
+        for (auto [file, contents] : {std::pair{"Icon.icns", "icon"}, {"Scripts/run.sh", "run"},
+                                      {"en.lproj/Localizable.strings", "\"Open\" = \"Open\";\n\"Close\" = \"Close\";\n"},
+                                      {"de.lproj/Localizable.strings", "\"Open\" = \"Öffnen\";\n"},
+                                      {"de.lproj/Menu.strings", "\"File\" = \"Ablage\";\n"},
+                                      {"de.lproj/Readme.txt", "Lies mich"}, {"en.lproj/Readme.txt", "Read me"}})
+            dir.writeFile(resources + file, contents);
         return dir / name;
     }
 

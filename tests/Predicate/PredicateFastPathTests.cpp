@@ -30,23 +30,19 @@ TEST(PredicateFastPath, FileURLShortcutAgreesWithTheGeneralRoute) {
     for (const auto& name : kNames) {
         const URL url = URL::fileURLWithPath("/Users/someone/Library/" + name);
         const Value asRecord(Dictionary{{"path", url.path()}, {"lastPathComponent", name}, {"needle", ""}});
-        for (const char* op : kOperators) {
-            for (const char* flags : kFlags) {
-                for (const auto& needle : kNeedles) {
-                    for (const char* key : {"path", "lastPathComponent"}) {
-                        const std::string constant = std::string(key) + " " + op + flags + " %@";
-                        const std::string variable = std::string(key) + " " + op + flags + " $needle";
+        for (const char* op : kOperators)
+            for (const char* flags : kFlags)
+                for (const auto& needle : kNeedles)
+                    for (const std::string key : {"path", "lastPathComponent"}) {
+                        const std::string constant = key + " " + op + flags + " %@";
                         SCOPED_TRACE(constant + " with " + needle + " on " + name);
-                        const bool expected = Predicate::predicateWithFormat(variable)->evaluateWithObject(
-                            asRecord, Dictionary{{"needle", needle}});
+                        const bool expected = Predicate::predicateWithFormat(key + " " + op + flags + " $needle")
+                                                  ->evaluateWithObject(asRecord, Dictionary{{"needle", needle}});
                         const auto prepared = Predicate::predicateWithFormat(constant, {Value(needle)});
                         EXPECT_EQ(prepared->evaluateWithObject(url), expected);
                         EXPECT_EQ(prepared->evaluateWithObject(Value(url)), expected);
                         EXPECT_EQ(prepared->evaluateWithObject(asRecord), expected);
                     }
-                }
-            }
-        }
     }
 }
 

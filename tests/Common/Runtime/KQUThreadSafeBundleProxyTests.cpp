@@ -25,9 +25,7 @@ protected:
     std::string path;
 
     void SetUp() override {
-        dir.writeFile("App.app/Contents/Info.plist",
-                      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                      "<key>CFBundleIdentifier</key><string>com.example.app</string></dict></plist>\n");
+        dir.writeFile("App.app/Contents/Info.plist", "<plist><dict></dict></plist>");
         dir.writeFile("App.app/Contents/Resources/en.lproj/Localizable.strings", "\"Open\" = \"Open it\";");
         path = dir / "App.app";
     }
