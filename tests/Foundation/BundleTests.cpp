@@ -66,7 +66,6 @@ TEST_F(BundleTests, ApplicationBundleReadsInfoAndFindsResources) {
     const std::string resources = dir / "Foo.app/Contents/Resources";
     EXPECT_EQ(std::make_tuple(bundle->bundlePath(), bundle->resourcePath()), std::make_tuple(dir / "Foo.app", resources));
     EXPECT_EQ(bundle->bundleIdentifier(), "com.example.foo");
-
     EXPECT_EQ(bundle->pathForResource("Icon", "icns"), resources + "/Icon.icns");
     EXPECT_EQ(bundle->pathForResource("Icon.icns", ""), resources + "/Icon.icns");
     EXPECT_EQ(bundle->pathForResource("run", "sh", "Scripts/"), resources + "/Scripts/run.sh");
@@ -192,14 +191,11 @@ TEST_F(BundleTests, LibraryResourcesCanComeFromAFolder) {
     ScopedEnvironment env({{"LANG", "en_US.UTF-8"}}, kLocaleAndResources);
     dir.writeFile("res/en.lproj/Localizable.strings", "\"bytes\" = \"octets\";");
     dir.writeFile("res/LeftoversScanners.plist", "<plist/>");
-
     kq::Bundle::setLibraryResourcesPath(dir / "res");
     EXPECT_EQ(kq::Bundle::libraryBundle()->localizedString("bytes"), "octets");
     EXPECT_EQ(kq::Bundle::libraryBundle()->pathForResource("LeftoversScanners", "plist"), dir / "res/LeftoversScanners.plist");
-
     kq::Bundle::setLibraryResourcesPath(dir / "missing");
     EXPECT_EQ(kq::Bundle::libraryBundle()->bundlePath(), "") << "falls back to the compiled-in resources";
-
     kq::Bundle::setLibraryResourcesPath(std::nullopt);
     ::setenv("KQFOUNDATION_RESOURCES", (dir / "res").c_str(), 1);
     EXPECT_EQ(kq::Bundle::libraryBundle()->bundlePath(), dir / "res");

@@ -114,7 +114,6 @@ TEST(PredicateEvaluation, LikeAndMatches) {
     EXPECT_TRUE(eval("n LIKE[c] %@", star, {Value("com.star\\*")}));
     EXPECT_FALSE(eval("n LIKE[c] %@", Value(Dictionary{{"n", "com.starry"}}), {Value("com.star\\*")}));
     EXPECT_TRUE(eval("n LIKE 'com.star\\*'", star));  // the escape survives a quoted literal too
-
     EXPECT_TRUE(eval("identifier MATCHES 'com\\\\.example\\\\.[A-Z][a-z]+' AND identifier MATCHES[c] 'COM\\\\..*'", r));
     EXPECT_FALSE(eval("identifier MATCHES 'example'", r));  // the whole string must match
     EXPECT_TRUE(eval("name MATCHES[d] 'Cafe Creme' AND name MATCHES %@", r, {Value("Caf. .*")}));
@@ -148,7 +147,6 @@ TEST(PredicateEvaluation, SubstitutionVariables) {
     EXPECT_THROW(template_->evaluateWithObject(r), kq::InvalidArgumentException);
     EXPECT_TRUE(template_->evaluateWithObject(r, Dictionary{{"prefix", "COM.EXAMPLE"}, {"min", 1000}}) &&
                 !template_->evaluateWithObject(r, Dictionary{{"prefix", "org."}, {"min", 1000}}));
-
     const auto partly = template_->predicateWithSubstitutionVariables(Dictionary{{"prefix", "com.ex"}});
     EXPECT_EQ(partly->predicateFormat(), "identifier BEGINSWITH[c] \"com.ex\" AND size > $min");
     EXPECT_THROW(partly->evaluateWithObject(r), kq::InvalidArgumentException);
