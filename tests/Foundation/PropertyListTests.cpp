@@ -181,7 +181,6 @@ TEST(PropertyList, FilesAreWrittenAtomicallyAndOnlyRegularBoundedFilesRead) {
     EXPECT_EQ(Value(PropertyList::readDictionaryFile(path).value()), sample());
     dir.writeFile("array.plist", "<plist><array/></plist>");
     EXPECT_FALSE(PropertyList::readDictionaryFile(dir / "array.plist").has_value());
-
     const std::string large = dir.writeFile("large.plist", "bplist00");
     std::filesystem::resize_file(large, PropertyList::kMaximumInputSize + 1);  // sparse
     ::mkfifo((dir / "fifo").c_str(), 0600);

@@ -50,7 +50,6 @@ TEST(PredicateEvaluation, URLKeys) {
     EXPECT_TRUE(evalURL("path == '/' AND lastPathComponent == '/'", URL::fileURLWithPath("/")));
     // A URL inside a value answers the same keys.
     EXPECT_TRUE(eval("lastPathComponent LIKE[c] 'caf?.APP'", Value(app)));
-
     const auto url = URL::URLWithString("https://example.com:8443/a/b.json?q=1#top");
     EXPECT_TRUE(evalURL("scheme == 'https' AND host == 'example.com' AND port == 8443 AND query == 'q=1' AND "
                         "fragment == 'top' AND isFileURL == NO AND path == '/a/b.json' AND pathExtension == 'json' "
@@ -87,7 +86,6 @@ TEST(PredicateEvaluation, NumbersDatesAndOrdering) {
     EXPECT_FALSE(eval("size == '2048' OR size < 'z'", r));
     EXPECT_TRUE(eval("9007199254740993 > 9007199254740992", r));  // integers compare exactly
     EXPECT_THROW(eval("size BETWEEN 5", r), kq::InvalidArgumentException);
-
     const auto now = std::chrono::system_clock::now();
     const Value dated(Dictionary{{"modified", now}});
     EXPECT_TRUE(eval("modified > %@ AND modified <= %@ AND modified > CAST(0, 'NSDate')", dated,

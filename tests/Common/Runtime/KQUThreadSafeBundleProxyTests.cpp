@@ -47,7 +47,6 @@ TEST_F(KQUThreadSafeBundleProxyTests, EveryCallHoldsTheBundlesMonitor) {
     EXPECT_EQ((*proxy)->localizedString(probe()), "Open it");
     EXPECT_EQ(heldDuringCall, 2);
     EXPECT_FALSE(monitorHeldElsewhere(bundle));
-
     EXPECT_TRUE(proxy->with([&](const kq::Bundle& b) { return &b == &bundle && monitorHeldElsewhere(b); }));
     EXPECT_FALSE(monitorHeldElsewhere(bundle));
     EXPECT_EQ(kq::Bundle::threadSafeBundleWithPath(dir / "App.app/")->bundle(), proxy->bundle());

@@ -13,12 +13,10 @@ struct Counter {
 
 TEST(KQUUnsafeUnretainedProxyTests, ForwardsToAnObjectItDoesNotOwn) {
     EXPECT_EQ(KQUUnsafeUnretainedProxy<Counter>::unsafeUnretainedProxyWithObject(nullptr), nullptr);
-
     auto owned = std::make_unique<Counter>();
     auto proxy = KQUUnsafeUnretainedProxy<Counter>::unsafeUnretainedProxyWithObject(owned.get());
     ASSERT_TRUE(proxy);
     EXPECT_EQ((*proxy)->increment() + (**proxy).increment(), 3);
-
     Counter other;
     proxy->setObject(&other);
     (*proxy)->increment();
