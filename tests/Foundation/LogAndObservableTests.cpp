@@ -60,8 +60,8 @@ TEST(Observable, KeysWithoutAutomaticNotificationOnlyNotifyByHand) {
         ++calls;
     });
     counter.setSilently(1);
-    const int automatic = calls;
+    EXPECT_EQ(calls, 0);
     counter.willChangeValueForKey("manual");
     counter.didChangeValueForKey("manual");
-    EXPECT_EQ(std::make_pair(automatic, calls), std::make_pair(0, 1));
+    EXPECT_EQ(calls, 1);
 }

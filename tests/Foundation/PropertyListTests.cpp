@@ -151,7 +151,7 @@ TEST(PropertyList, MalformedInputGivesNothing) {
     // A cut or corrupted binary list fails cleanly; the fuzz target tries the rest.
     std::string good = bytesOf(PropertyList::write(sample(), PropertyListFormat::Binary));
     EXPECT_FALSE(PropertyList::read(std::string_view(good.substr(0, good.size() - 9))));
-    good[good.size() - 20] = '\xff';  // an offset-table entry past the data
+    good[good.size() - 20] = '\xff';  // an object count in the trailer far past the data
     EXPECT_FALSE(PropertyList::read(std::string_view(good)));
 }
 
