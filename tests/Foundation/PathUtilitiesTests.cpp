@@ -66,8 +66,7 @@ TEST(PathUtilities, AbsolutePathsAreLexicalAndKeepTildeLiteral) {
     EXPECT_EQ(kq::absolutePath("x//y/", false), kq::stringByAppendingPathComponent(cwd, "x/y"));
     EXPECT_EQ(kq::absolutePath("x/.."), cwd);
     EXPECT_EQ(kq::absolutePath("~", false), kq::stringByAppendingPathComponent(cwd, "~"));
-    for (const char* path : {"/x", "~/x"}) EXPECT_TRUE(kq::isAbsolutePath(path)) << path;
-    for (const char* path : {"x/y", ""}) EXPECT_FALSE(kq::isAbsolutePath(path)) << path;
+    EXPECT_TRUE(kq::isAbsolutePath("/x") && kq::isAbsolutePath("~/x") && !kq::isAbsolutePath("x/y") && !kq::isAbsolutePath(""));
 }
 
 TEST(PercentEscapes, EscapesIllegalBytesAndRequestedCharacters) {

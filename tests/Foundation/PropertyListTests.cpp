@@ -6,7 +6,6 @@
 #include <limits>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "Support/TemporaryDirectory.h"
@@ -70,46 +69,33 @@ TEST(PropertyList, EveryKindSurvivesBothFormatsInOrder) {
         EXPECT_EQ(*back, sample());
         EXPECT_EQ(back->asDictionary()->keys().front(), "CFBundleIdentifier");
     }
-    // Past 65 536 objects a reference takes four bytes.
-    kq::Array many;
-    for (int i = 0; i < 70000; ++i) many.emplace_back(i);
-    EXPECT_TRUE(PropertyList::read(PropertyList::write(many, PropertyListFormat::Binary)) == Value(many));
 }
 
+// The python round trip below covers the full range of edge values; these
+// are the ones a reader has cut or crashed on, checked without python too.
 TEST(PropertyList, EdgeValuesKeepEveryBitInBinary) {
     const std::string nulText("a\0b", 3), nulUnicode("\0é\0", 4);
     const std::vector<Value> values = {
         Value(nulText),  // libplist cut this at the NUL
         Value(nulUnicode),  // U+0000 in a UTF-16 string aborted libplist
-        Value("\xF0\x9F\x98\x80 non-BMP"),
         Value(std::numeric_limits<std::uint64_t>::max()),
-        Value(std::uint64_t{1} << 63),
-        Value(std::numeric_limits<std::int64_t>::min()),
-        Value::dateWithTimeIntervalSinceReferenceDate(-63113904000.0),  // year 1
-        Value::dateWithTimeIntervalSinceReferenceDate(63145439999.0),   // 4001-12-31
-        Value::dateWithTimeIntervalSinceReferenceDate(0.1),             // a fraction near the reference date
-        Value(std::numeric_limits<double>::denorm_min()),
+        Value::dateWithTimeIntervalSinceReferenceDate(0.1),  // a fraction near the reference date
     };
     for (const Value& v : values) {
         auto back = PropertyList::read(PropertyList::write(kq::Array{v}, PropertyListFormat::Binary));
         ASSERT_TRUE(back.has_value()) << kq::describe(v);
         const Value& element = back->asArray()->front();
         EXPECT_EQ(element, v) << kq::describe(v);
-        EXPECT_EQ(element.isLargeUnsigned(), v.isLargeUnsigned());
-        EXPECT_EQ(element.timeIntervalSinceReferenceDate(), v.timeIntervalSinceReferenceDate());
+        EXPECT_EQ(std::make_pair(element.isLargeUnsigned(), element.timeIntervalSinceReferenceDate()),
+                  std::make_pair(v.isLargeUnsigned(), v.timeIntervalSinceReferenceDate()));
     }
     const Value largest(std::numeric_limits<std::uint64_t>::max());
-    EXPECT_EQ(largest.unsignedIntegerValue(), UINT64_MAX);
-    EXPECT_NE(largest, Value(-1));  // not its two's complement
-    EXPECT_NE(largest, Value(INT64_MAX));
+    EXPECT_TRUE(largest != Value(-1) && largest != Value(INT64_MAX));  // not its two's complement
 }
 
 TEST(PropertyList, XMLRefusesWhatItCannotCarryInsteadOfLosingIt) {
-    EXPECT_TRUE(PropertyList::write(kq::Array{Value(std::string("a\0b", 3))}).empty());
-    EXPECT_TRUE(PropertyList::write(Value()).empty());
-    auto back = PropertyList::read(PropertyList::write(kq::Array{Value("cr\r lf\n <&>")}));
-    ASSERT_TRUE(back.has_value());
-    EXPECT_EQ(back->asArray()->front(), Value("cr\r lf\n <&>"));
+    EXPECT_TRUE(PropertyList::write(kq::Array{Value(std::string("a\0b", 3))}).empty() && PropertyList::write(Value()).empty());
+    EXPECT_EQ(PropertyList::read(PropertyList::write(kq::Array{Value("cr\r lf\n <&>")})), Value(kq::Array{Value("cr\r lf\n <&>")}));
 }
 
 TEST(PropertyList, ReadsEachFormsValues) {
@@ -123,8 +109,6 @@ TEST(PropertyList, ReadsEachFormsValues) {
     } cases[] = {
         {head + "<date>2024-02-29T01:02:03.25Z</date></plist>",
          Value::dateWithTimeIntervalSinceReferenceDate(730861323.25)},
-        {head + "<date>0001-01-01T00:00:00Z</date></plist>", Value::dateWithTimeIntervalSinceReferenceDate(-63113904000.0)},
-        {head + "<integer>18446744073709551615</integer></plist>", Value(std::numeric_limits<std::uint64_t>::max())},
         {head + "<integer> -9223372036854775808 </integer></plist>", Value(std::numeric_limits<std::int64_t>::min())},
         {head + "<data>\n  AAH/\n  AA==\n</data></plist>", Value(kq::Data{0, 1, 255, 0})},
         {head + "<string>x &amp; y<![CDATA[ <z> ]]>&#x41;</string></plist>", Value("x & y <z> A")},
@@ -136,8 +120,7 @@ TEST(PropertyList, ReadsEachFormsValues) {
          Value(kq::Dictionary{{"a", "1"},
                               {"b", kq::Array{Value("x"), Value("y z"), Value(kq::Data{0, 1, 255})}},
                               {"c", kq::Dictionary{}}})},
-        {"key = value;", Value(kq::Dictionary{{"key", "value"}})},
-        {"( )", Value(kq::Array{})},
+        {"key = value;", Value(kq::Dictionary{{"key", "value"}})}, {"( )", Value(kq::Array{})},
         {utf16, Value("é😀")},
     };
     for (const auto& c : cases) {
@@ -151,16 +134,12 @@ TEST(PropertyList, ReadsEachFormsValues) {
 
 TEST(PropertyList, MalformedInputGivesNothing) {
     const std::vector<std::string> bad = {
-        "",
-        "not a plist",
+        "", "not a plist", "{ a = ; }", "( a b )", "<0g>",
         "<plist version=\"1.0\"><dict><key>a</key><string>x</dict></plist>",
         "<plist><dict><key>a</key></dict></plist>",
         "<plist><integer>18446744073709551616</integer></plist>",
         "<plist><date>2024-13-01T00:00:00Z</date></plist>",
         "<plist><data>A</data></plist>",
-        "{ a = ; }",
-        "( a b )",
-        "<0g>",
         std::string("bplist00\x00\x01\x02", 11),
         std::string("bplist00") + std::string(40, '\xff'),
         binaryList(1, [](std::size_t) { return arrayOf({0}); }),            // a cycle
@@ -169,19 +148,11 @@ TEST(PropertyList, MalformedInputGivesNothing) {
         binaryList(1, [](std::size_t) { return std::string("\x61\xdc\x00", 3); }),  // an unpaired surrogate
     };
     for (const auto& input : bad) EXPECT_FALSE(PropertyList::read(std::string_view(input)).has_value()) << input;
-}
-
-TEST(PropertyList, EveryTruncationAndCorruptionFailsCleanly) {
-    const std::string good = bytesOf(PropertyList::write(sample(), PropertyListFormat::Binary));
-    // Shorter prefixes than "bplist" are words of the text format.
-    for (std::size_t n = 6; n < good.size(); ++n) EXPECT_FALSE(PropertyList::read(std::string_view(good.substr(0, n))));
-    for (std::size_t i = 8; i < good.size(); ++i) {
-        for (char c : {'\x00', '\x7f', '\xff'}) {
-            std::string corrupt = good;
-            corrupt[i] = c;
-            (void)PropertyList::read(std::string_view(corrupt));  // must neither crash nor hang
-        }
-    }
+    // A cut or corrupted binary list fails cleanly; the fuzz target tries the rest.
+    std::string good = bytesOf(PropertyList::write(sample(), PropertyListFormat::Binary));
+    EXPECT_FALSE(PropertyList::read(std::string_view(good.substr(0, good.size() - 9))));
+    good[good.size() - 20] = '\xff';  // an object count in the trailer far past the data
+    EXPECT_FALSE(PropertyList::read(std::string_view(good)));
 }
 
 TEST(PropertyList, HostileNestingAndSharingAreRefusedQuickly) {
@@ -207,12 +178,9 @@ TEST(PropertyList, FilesAreWrittenAtomicallyAndOnlyRegularBoundedFilesRead) {
     kqtest::TemporaryDirectory dir;
     const std::string path = dir / "Info.plist";
     ASSERT_TRUE(PropertyList::writeFile(path, sample(), PropertyListFormat::Binary));
-    auto dictionary = PropertyList::readDictionaryFile(path);
-    ASSERT_TRUE(dictionary.has_value());
-    EXPECT_EQ(Value(*dictionary), sample());
+    EXPECT_EQ(Value(PropertyList::readDictionaryFile(path).value()), sample());
     dir.writeFile("array.plist", "<plist><array/></plist>");
     EXPECT_FALSE(PropertyList::readDictionaryFile(dir / "array.plist").has_value());
-
     const std::string large = dir.writeFile("large.plist", "bplist00");
     std::filesystem::resize_file(large, PropertyList::kMaximumInputSize + 1);  // sparse
     ::mkfifo((dir / "fifo").c_str(), 0600);
@@ -229,9 +197,7 @@ TEST(PropertyList, AgreesWithPythonsPlistlibBothWays) {
 folder, step = sys.argv[1], sys.argv[2]
 D = datetime.datetime
 nested = []
-inner = nested
-for _ in range(200):
-    inner.append([]); inner = inner[0]
+for _ in range(200): nested = [nested]
 value = {
     "integers": [0, 1, -1, 255, 256, 65535, 65536, 2**32, 2**63 - 1, 2**63, 2**64 - 1, -2**63],
     "reals": [0.5, -1e300, 5e-324, float("inf"), float("-inf"), 0.1],
@@ -240,7 +206,7 @@ value = {
     "strings": ["", "plain", "nul\x00inside", "\u00e9\x00", "caf\u00e9 \U0001F600", "a" * 1000],
     "data": [b"", b"\x00\xff" * 100],
     "nested": nested,
-    "many": list(range(70000)),
+    "many": list(range(70000)),  # past 65 536 objects a reference takes four bytes
     "dictionary": {"k%d" % i: i for i in range(300)},
 }
 xml_value = dict(value)  # XML carries no NULs and no fractional seconds
@@ -263,9 +229,6 @@ for suffix, (fmt, expected) in forms.items():
     for (const char* suffix : {"bin", "xml"}) {
         auto value = PropertyList::readFile(dir / (std::string("python.") + suffix));
         ASSERT_TRUE(value.has_value()) << suffix;
-        const kq::Dictionary& d = *value->asDictionary();
-        EXPECT_EQ(d.objectForKey("integers")->asArray()->at(10).unsignedIntegerValue(), UINT64_MAX);
-        EXPECT_EQ(d.objectForKey("dates")->asArray()->front().timeIntervalSinceReferenceDate(), -63113904000.0);
         const auto format = std::string(suffix) == "bin" ? PropertyListFormat::Binary : PropertyListFormat::XML;
         ASSERT_TRUE(PropertyList::writeFile(dir / (std::string("ours.") + suffix), *value, format)) << suffix;
     }

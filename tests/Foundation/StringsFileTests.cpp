@@ -63,20 +63,14 @@ TEST(StringsFileTests, ReadsUTF16InBothByteOrdersWithAndWithoutBOMAndUTF8WithBOM
         for (bool withBOM : {true, false}) {
             auto table = kq::parseStringsFile(utf16(text, bigEndian, withBOM));
             ASSERT_TRUE(table) << "big-endian " << bigEndian << ", BOM " << withBOM;
-            EXPECT_EQ(stringFor(*table, "Open"), "\xC3\x96" "ffnen");
-            EXPECT_EQ(stringFor(*table, "Smile"), "\xF0\x9F\x98\x80");
+            EXPECT_EQ(stringFor(*table, "Open") + stringFor(*table, "Smile"), "\xC3\x96" "ffnen\xF0\x9F\x98\x80");
         }
     }
-    auto withBOM = kq::parseStringsFile(bytesOf("\xEF\xBB\xBF\"k\" = \"\xC3\xA9\";"));
-    ASSERT_TRUE(withBOM);
-    EXPECT_EQ(stringFor(*withBOM, "k"), "\xC3\xA9");
+    EXPECT_EQ(stringFor(kq::parseStringsFile(bytesOf("\xEF\xBB\xBF\"k\" = \"\xC3\xA9\";")).value(), "k"), "\xC3\xA9");
 }
 
 TEST(StringsFileTests, AcceptsBracedTableAndPropertyListForms) {
-    auto braced = kq::parseStringsFile(bytesOf("{ \"a\" = \"1\"; b = 2; }\n"));
-    ASSERT_TRUE(braced);
-    EXPECT_EQ(stringFor(*braced, "b"), "2");
-
+    EXPECT_EQ(stringFor(kq::parseStringsFile(bytesOf("{ \"a\" = \"1\"; b = 2; }\n")).value(), "b"), "2");
     auto xml = kq::parseStringsFile(bytesOf(R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>Open</key><string>Öffnen</string>
 <key>Count</key><integer>3</integer></dict></plist>)"));
@@ -89,23 +83,15 @@ TEST(StringsFileTests, AcceptsBracedTableAndPropertyListForms) {
 
 TEST(StringsFileTests, MalformedTablesAreRejected) {
     const char* broken[] = {
-        R"("a" = "b")",                // no semicolon
-        R"("a" = "b)",                 // unterminated string
-        R"("a" "b";)",                 // no equals sign
-        R"("a" = ;)",                  // no value
-        R"(= "b";)",                   // no key
-        R"("a" = "b"; /* open)",       // unterminated comment
-        R"("a" = b c;)",               // two words
-        R"("a" = "\U12G4";)",          // bad hex escape
-        R"("a" = "\UD83D";)",          // lone high surrogate
-        R"("a" = "\UDE00";)",          // lone low surrogate
-        R"("a" = "\";)",               // escape swallows the closing quote
-        R"({ "a" = "b";)",             // unclosed brace
-        R"("a" = "b"; } )",            // stray brace
-        "\"a\" = \"\xC3\";",           // truncated UTF-8 sequence
-        "\"a\" = \"\xC0\xAF\";",       // overlong UTF-8
-        "\"a\" = \"\xED\xA0\x80\";",   // encoded surrogate
+        // No semicolon, unterminated string, no equals sign, no value, no key, unterminated comment, two words.
+        R"("a" = "b")", R"("a" = "b)", R"("a" "b";)", R"("a" = ;)", R"(= "b";)", R"("a" = "b"; /* open)", R"("a" = b c;)",
+        // Bad hex escape, lone high and low surrogates, an escape that swallows the closing quote.
+        R"("a" = "\U12G4";)", R"("a" = "\UD83D";)", R"("a" = "\UDE00";)", R"("a" = "\";)",
+        R"({ "a" = "b";)", R"("a" = "b"; } )",  // unclosed and stray braces
+        // Truncated, overlong and surrogate UTF-8.
+        "\"a\" = \"\xC3\";", "\"a\" = \"\xC0\xAF\";", "\"a\" = \"\xED\xA0\x80\";",
         "\"a\" = \"#\";\n#",           // character outside any token
+        "/* c */ \"k\" = \"v\\n\\U00",  // cut inside an escape (the fuzz target tries every cut)
     };
     for (const char* text : broken) EXPECT_FALSE(kq::parseStringsFile(bytesOf(text))) << text;
     // UTF-16 of odd length, and with an unpaired surrogate.
@@ -113,13 +99,6 @@ TEST(StringsFileTests, MalformedTablesAreRejected) {
     odd.push_back('x');
     EXPECT_FALSE(kq::parseStringsFile(odd));
     EXPECT_FALSE(kq::parseStringsFile(utf16(u"\"a\" = \"\xD800\";", false, true)));
-}
-
-TEST(StringsFileTests, EveryTruncationOfAValidTableFailsCleanlyOrParses) {
-    kq::Data whole = utf16(u"/* c */ \"k\" = \"v\\n\\U00e9\"; \"x\";", true, true);
-    for (auto end = whole.begin(); end != whole.end(); ++end) (void)kq::parseStringsFile(kq::Data(whole.begin(), end));
-    for (std::size_t length = 0; length <= kTypicalTable.size(); ++length)
-        (void)kq::parseStringsFile(bytesOf(kTypicalTable.substr(0, length)));
 }
 
 }  // namespace

@@ -43,36 +43,17 @@ TEST(PredicateParsing, RejectsMalformedPiecesCleanly) {
                                "a == -b", "a == CAST(1, 'NSBanana')", "a == CAST(b, 'NSDate')", "a == 'x' AND",
                                "a == 'x' OR OR b == 1", "a == 1)", "a.#", "a == \"x\\", "a == 1e400",
                                "a == CAST(1e300, 'NSDate')", "a == CAST(8.5e9, 'NSDate')",
-                               "a == CAST('nan', 'NSDate')", "#", "# == 1"}) {
+                               "a == CAST('nan', 'NSDate')", "#", "# == 1", "a == %@", "a MATCHES '(unclosed'",
+                               // Cut-off formats (the fuzz target tries every cut).
+                               "a ENDSWITH[cd", "a IN {1, -2.5e3, 0x1f", "CAST(\"file:///a%20b/\", \"NSURL"}) {
         SCOPED_TRACE(format);
         EXPECT_THROW(Predicate::predicateWithFormat(format), kq::InvalidArgumentException);
     }
 }
 
-TEST(PredicateParsing, EveryPrefixAndSplicedFormatEitherParsesOrThrows) {
-    const std::string formats[] = {
-        "path ENDSWITH[cd] '.app' AND NOT (lastPathComponent LIKE 'com.\\*?x' OR ANY tags IN {1, -2.5e3, 0x1f})",
-        "CAST(\"file:///a%20b/\", \"NSURL\") == SELF || $v.#in BETWEEN {nil, YES} && name MATCHES[c] \"\\u00e9(.*)\"",
-    };
-    const kq::Value object(kq::Dictionary{{"path", "/A.app"}, {"tags", kq::Array{1}}});
-    for (const std::string& format : formats) {
-        for (std::size_t cut = 0; cut <= format.size(); ++cut) {
-            for (const std::string& candidate : {format.substr(0, cut), format.substr(cut) + format.substr(0, cut)}) {
-                try {
-                    const auto p = Predicate::predicateWithFormat(candidate);
-                    (void)p->evaluateWithObject(object, kq::Dictionary{{"v", kq::Dictionary{}}});
-                } catch (const kq::InvalidArgumentException&) {
-                }
-            }
-        }
-    }
-}
-
 TEST(PredicateParsing, ArgumentsAreConvertedAndMustBeSupplied) {
-    EXPECT_THROW(Predicate::predicateWithFormat("a == %@"), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::predicateWithFormat("a == %@ AND b == %@", {Value(1)}), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::predicateWithFormat("%K == 1", {Value(1)}), kq::InvalidArgumentException);
-    EXPECT_THROW(Predicate::predicateWithFormat("a MATCHES '(unclosed'"), kq::InvalidArgumentException);
     // Extra arguments are ignored, as the platform does.
     EXPECT_NO_THROW(Predicate::predicateWithFormat("a == %@", {Value(1), Value(2)}));
     // A "%@" inside quotes is text, not a placeholder.
@@ -99,7 +80,6 @@ TEST(PredicateParsing, PrintsACanonicalFormat) {
         {"name == 'tab\\there\\nnewline \\u00e9 \\ud83d\\ude00'", "name == \"tab\\there\\nnewline é 😀\""},
         {"d == CAST(0, 'NSDate')", "d == CAST(0, \"NSDate\")"},
         {"#@4 = 9999", "#@4 == 9999"},
-        {"x == 3.0 AND d == CAST(1, 'NSDate')", "x == 3.0 AND d == CAST(1, \"NSDate\")"},
     };
     for (auto [format, expected] : cases) EXPECT_EQ(formatOf(format), expected) << format;
     EXPECT_EQ(formatOf("self IN %@", {Value(kq::Array{"x", "y"})}), "SELF IN {\"x\", \"y\"}");
@@ -110,17 +90,14 @@ TEST(PredicateParsing, CanonicalFormatReadsBackToTheSamePredicate) {
     const std::vector<std::pair<std::string, std::vector<Value>>> formats = {
         {"path ENDSWITH[c] '.app' AND NOT (lastPathComponent BEGINSWITH '.')", {}},
         {"lastPathComponent LIKE[cd] 'com.example.*' OR self IN %@", {Value(kq::Array{"a", 1, 2.5, true})}},
-        {"(a == 1 OR b == 2) AND (c == 3 OR (d == 4 AND e == 5))", {}},
-        {"NOT NOT a == 1", {}},
+        {"(a == 1 OR b == 2) AND (c == 3 OR (d == 4 AND e == 5))", {}}, {"NOT NOT a == 1", {}},
         {"%K MATCHES[c] %@", {Value("path"), Value("^/Users/[^/]+/Library/.*\\.plist$")}},
         {"d > %@", {Value(kq::dateWithTimeIntervalSinceReferenceDate(123456.75))}},
-        {"u == %@", {Value(kq::URL::fileURLWithPath("/Applications/Café.app", true))}},
-        {"x == %@", {Value(0.1)}},
+        {"u == %@", {Value(kq::URL::fileURLWithPath("/Applications/Café.app", true))}}, {"x == %@", {Value(0.1)}},
         {"ANY items.@count BETWEEN {$low, 5}", {}},
         {"name == \"quote\\\" backslash\\\\ ctrl\\u0001\"", {}},
         // Keys that a bare name cannot write, reals that print like integers.
-        {"#@4 = 9999 AND #4x == 1 AND #@ == 2 AND a.#7 == 3", {}},
-        {"%K == 1", {Value("@5")}},
+        {"#@4 = 9999 AND #4x == 1 AND #@ == 2 AND a.#7 == 3", {}}, {"%K == 1", {Value("@5")}},
         {"x == 3.0 AND y == -0.0 AND z == 1e300 AND w == 5e-324", {}},
         {"x == %@ OR y == %@ OR z == %@", {Value(std::nan("")), Value(HUGE_VAL), Value(-HUGE_VAL)}},
         {"x == CAST('-inf', 'NSNumber') AND y == CAST('12', 'NSNumber') AND z == CAST('1.5', 'NSNumber')", {}},
@@ -181,8 +158,7 @@ TEST(PredicateParsing, ComposedPredicatesAreBoundedToo) {
         p = level % 2 ? Predicate::notPredicateWithSubpredicate(p)
                       : Predicate::andPredicateWithSubpredicates({leaf, p});
     }
-    EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})));
-    EXPECT_NO_THROW(p->predicateFormat());
+    EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})) && !p->predicateFormat().empty());
     EXPECT_THROW(Predicate::notPredicateWithSubpredicate(p), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::orPredicateWithSubpredicates({Predicate::predicateWithValue(true), p}),
                  kq::InvalidArgumentException);
@@ -194,9 +170,7 @@ TEST(PredicateParsing, CompoundFactories) {
     EXPECT_EQ(Predicate::andPredicateWithSubpredicates({a, b})->predicateFormat(), "a == 1 AND (b == 2 OR c == 3)");
     EXPECT_EQ(Predicate::orPredicateWithSubpredicates({a})->predicateFormat(), "a == 1");
     EXPECT_EQ(Predicate::notPredicateWithSubpredicate(b)->predicateFormat(), "NOT (b == 2 OR c == 3)");
-    EXPECT_EQ(Predicate::andPredicateWithSubpredicates({})->predicateFormat(), "TRUEPREDICATE");
-    EXPECT_EQ(Predicate::orPredicateWithSubpredicates({})->predicateFormat(), "FALSEPREDICATE");
-    EXPECT_EQ(kq::describe(*Predicate::predicateWithValue(false)), "FALSEPREDICATE");
+    EXPECT_EQ(kq::describe(*Predicate::andPredicateWithSubpredicates({})), "TRUEPREDICATE");
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "KQFoundation/NSBundle+KQFoundation.h"
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "Support/ScopedEnvironment.h"
@@ -27,9 +29,8 @@ TEST_F(NSBundleKQFoundationTests, VersionsAndCopyrightComeFromTheInfoDictionary)
                       "<key>CFBundleVersion</key><string>2130</string>"
                       "<key>NSHumanReadableCopyright</key><string>Copyright 2024 Example</string>",
                       {});
-    EXPECT_EQ(app->shortVersion(), "2.1.3");
-    EXPECT_EQ(app->bundleVersion(), "2130");
-    EXPECT_EQ(app->humanReadableCopyright(), "Copyright 2024 Example");
+    EXPECT_EQ(std::make_tuple(app->shortVersion(), app->bundleVersion(), app->humanReadableCopyright()),
+              std::make_tuple("2.1.3", "2130", "Copyright 2024 Example"));
 
     // Present with the wrong type, or missing.
     auto odd = bundle("Odd.app", "<key>CFBundleShortVersionString</key><integer>2</integer>", {});
@@ -44,10 +45,7 @@ TEST_F(NSBundleKQFoundationTests, PreferredLocalizationAnswersEnglishAsEn) {
 }
 
 TEST_F(NSBundleKQFoundationTests, BundleWithoutLocalizationsIsTheCallersError) {
-    auto bare = bundle("Bare.app", "", {});
-    EXPECT_THROW(bare->preferredLocalization(), kq::RangeException);
-
-    kq::Bundle::setMainBundle(bare);
+    kq::Bundle::setMainBundle(bundle("Bare.app", "", {}));
     EXPECT_THROW(kq::Bundle::preferredApplicationLocalization(), kq::RangeException);
     kqtest::ScopedEnvironment language({{"LANG", "ru_RU.UTF-8"}});
     kq::Bundle::setMainBundle(bundle("Russian.app", "", {"en", "ru"}));
