@@ -179,6 +179,12 @@ TEST(KQUCryptorTests, EncryptedJSONNeedsBase64OfAnEncryptedObject) {
     EXPECT_FALSE(cryptor->valueFromEncryptedJSON(""));
     EXPECT_FALSE(cryptor->valueFromEncryptedJSON(sealed("[1, 2]")));
     EXPECT_FALSE(cryptor->valueFromEncryptedJSON(sealed("{\"a\": \xff}")));
+
+    const std::string padding(300, 'x');  // two blocks
+    const auto value = cryptor->valueFromEncryptedJSON(sealed(R"({"n": 1, "pad": ")" + padding + "\"}"));
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value->integerValueForKey("n", 0), 1);
+    EXPECT_EQ(*value->stringValueForKey("pad"), padding);
 }
 
 }  // namespace
