@@ -40,15 +40,6 @@ void logCryptoError() {
     kq::log("Encrypt error: %s (%s)", static_cast<const char*>(text), reason);
 }
 
-// Only the same-named member exists once the JSON reader is in; until then no text parses.
-template <class D = kq::Dictionary>
-std::optional<kq::Dictionary> dictionaryFromJSON(std::string_view text) {
-    if constexpr (requires { D::dictionaryWithJSONString(text); })
-        return D::dictionaryWithJSONString(text);
-    else
-        return std::nullopt;
-}
-
 }  // namespace
 
 std::unique_ptr<KQUCryptor> KQUCryptor::create(std::string_view pemKey, std::int32_t padding) {
@@ -142,5 +133,5 @@ std::optional<kq::Dictionary> KQUCryptor::valueFromEncryptedJSON(std::optional<s
     if (!plain || plain->empty()) return std::nullopt;
     const std::string_view text(reinterpret_cast<const char*>(plain->data()), plain->size());
     if (!kq::isValidUTF8(text)) return std::nullopt;
-    return dictionaryFromJSON(text);
+    return kq::Dictionary::dictionaryWithJSONString(text);
 }
