@@ -5,6 +5,7 @@
 #include "Common/Security/OpenSSLLoader.h"
 #include "KQFoundation/Foundation/Base64.h"
 #include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/System/FileManager.h"
 #include "SecurityTestSupport.h"
 
 namespace {
@@ -78,8 +79,9 @@ TEST(KQUCryptorTests, BlocksFollowTheModulusAndPadding) {
 TEST(KQUCryptorTests, InteroperatesWithTheOpensslCommand) {
     const auto& key = keys().main;
     const std::string dir = keys().dir.path();
+    const auto& files = kq::FileManager::defaultManager();
     const kq::Data plain = bytes(64);  // the command signs no more than a digest's length
-    kqtest::writeData(dir + "/plain", plain);
+    files.createFileAtPath(dir + "/plain", plain);
 
     // The command encrypts, the library decrypts: PKCS #1 v1.5 and OAEP with the
     // public key, a signature (private-key transform) read back with the public key.
@@ -96,7 +98,7 @@ TEST(KQUCryptorTests, InteroperatesWithTheOpensslCommand) {
         SCOPED_TRACE(c.options);
         ASSERT_TRUE(kqtest::run("openssl pkeyutl " + c.options + " -in " + dir + "/plain -out " + dir + "/cipher"));
         const auto cryptor = c.privateDecrypts ? privateCryptor(c.padding) : publicCryptor(c.padding);
-        EXPECT_EQ(cryptor->decryptData(kqtest::readData(dir + "/cipher")), plain);
+        EXPECT_EQ(cryptor->decryptData(files.contentsAtPath(dir + "/cipher").value_or(kq::Data())), plain);
     }
 
     // The library encrypts 300 bytes (two blocks), the command decrypts each block.
@@ -104,10 +106,10 @@ TEST(KQUCryptorTests, InteroperatesWithTheOpensslCommand) {
     ASSERT_EQ(encrypted.size(), 512u);
     kq::Data recovered;
     for (std::size_t offset = 0; offset < 512; offset += 256) {
-        kqtest::writeData(dir + "/block", kq::Data(encrypted.begin() + offset, encrypted.begin() + offset + 256));
+        files.createFileAtPath(dir + "/block", kq::Data(encrypted.begin() + offset, encrypted.begin() + offset + 256));
         ASSERT_TRUE(kqtest::run("openssl pkeyutl -decrypt -inkey " + key.privateFile + " -in " + dir + "/block -out " +
                                 dir + "/out"));
-        const kq::Data part = kqtest::readData(dir + "/out");
+        const kq::Data part = files.contentsAtPath(dir + "/out").value_or(kq::Data());
         recovered.insert(recovered.end(), part.begin(), part.end());
     }
     EXPECT_EQ(recovered, bytes(300));

@@ -19,16 +19,6 @@ inline std::string readText(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-inline kq::Data readData(const std::string& path) {
-    const std::string text = readText(path);
-    return {text.begin(), text.end()};
-}
-
-inline void writeData(const std::string& path, const kq::Data& data) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data.data()),
-                                                static_cast<std::streamsize>(data.size()));
-}
-
 /// Runs a shell command quietly; true when it exits with 0.
 inline bool run(const std::string& command) {
     return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
