@@ -75,6 +75,7 @@ std::vector<FormatConversion> parseFormat(std::string_view format) {
         if (format[i] != '%') continue;
         FormatConversion c;
         c.begin = i;
+        const std::size_t firstUnused = next;
         std::size_t j = i + 1;
         bool valid = true;
         if (j < format.size() && format[j] == '?') {
@@ -127,7 +128,9 @@ std::vector<FormatConversion> parseFormat(std::string_view format) {
         c.conversion = format[j];
         c.end = j + 1;
         c.kind = valid ? classify(c.conversion) : ConversionClass::Unknown;
-        if (c.kind != ConversionClass::Percent && c.kind != ConversionClass::Unknown) {
+        if (c.kind == ConversionClass::Unknown) {
+            next = firstUnused;  // its stars take nothing either
+        } else if (c.kind != ConversionClass::Percent) {
             c.argument = position ? *position : next++;
         }
         conversions.push_back(std::move(c));

@@ -71,7 +71,7 @@ TEST(FormatArgument, MismatchesMissingAndUnknownConversionsStayDefined) {
         // Missing arguments: nil for text conversions, as written otherwise.
         {"%d and %@ and %s and %*d", {}, "%d and (null) and (null) and %*d"},
         // Unknown or broken conversions print as written and take nothing.
-        {"%y %n %0$d %0?d %d 50%", {5}, "%y %n %0$d %0?d 5 50%"},
+        {"%y %n %0$d %0?d %*.*y %d 50%", {5}, "%y %n %0$d %0?d %*.*y 5 50%"},
         {"100%% %5% %", {}, "100% % %"},
         {"%?d marked %?@", {3, "x"}, "3 marked x"},
         {"%ll", {1}, "%ll"},
