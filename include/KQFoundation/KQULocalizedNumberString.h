@@ -25,8 +25,9 @@
 //   cs      One: d100 = 1 (101 too);   Few: d100 in 2..4 (102 too)
 //   others  One: only -1;              no Few
 // and Many for everything else. The language is
-// kq::Bundle::preferredApplicationLocalization(); a main bundle without
-// localizations falls back to the user's first preferred language.
+// kq::Bundle::preferredApplicationLocalization(), compared exactly (a
+// "ru_RU" folder gets the generic rule); a main bundle without localizations
+// falls back to the language of the user's first preferred locale.
 #include <array>
 #include <cstdint>
 #include <optional>
