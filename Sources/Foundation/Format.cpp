@@ -242,10 +242,14 @@ void appendPadded(std::string& out, std::string_view text, const Layout& layout)
 
 /// The printf directive for snprintf: flags, width, precision and `tail`.
 std::string directive(const FormatConversion& c, const Layout& layout, std::string_view tail) {
-    std::string d = "%" + c.flags;
+    std::string d(1, '%');
+    d += c.flags;
     if (layout.left && c.flags.find('-') == std::string::npos) d += '-';
     if (layout.width >= 0) d += std::to_string(layout.width);
-    if (layout.precision >= 0) d += "." + std::to_string(layout.precision);
+    if (layout.precision >= 0) {
+        d += '.';
+        d += std::to_string(layout.precision);
+    }
     d += tail;
     return d;
 }
