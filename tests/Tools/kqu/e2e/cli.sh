@@ -1,7 +1,28 @@
 #!/usr/bin/env bash
 source "$(dirname "$0")/lib.sh"
 
-subcommands="apps components install-info json leftovers plist plural predicate rsa size sysinfo trash version version-compare version-parse"
+# One per line, so that branches adding subcommands merge cleanly.
+subcommands="
+apps
+components
+crc32
+gunzip
+gzip
+install-info
+json
+leftovers
+md5
+plist
+plural
+predicate
+rsa
+size
+sysinfo
+trash
+version
+version-compare
+version-parse
+"
 expect_subcommand_list() {
     local name missing=""
     for name in $subcommands; do grep -qF -- "  $name " <<<"$2" || missing+=" $name"; done
