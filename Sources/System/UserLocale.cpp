@@ -5,6 +5,8 @@
 
 namespace kq::detail {
 
+// The POSIX environment, which both Linux and macOS programs started from a
+// shell carry; a macOS backend may prefer the user's region setting.
 std::string systemNumberLocaleIdentifier() {
     // The C library's order: LC_ALL overrides LC_NUMERIC, which overrides LANG.
     for (const char* variable : {"LC_ALL", "LC_NUMERIC", "LANG"}) {
