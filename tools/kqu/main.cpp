@@ -9,11 +9,12 @@ namespace {
 
 void listSubcommands() {
     std::fprintf(stderr, "Subcommands:\n");
+    // The descriptions line up two spaces after the longest name.
     int width = 0;
     for (const kqu::Command& command : kqu::registeredCommands())
-        width = std::max(width, static_cast<int>(command.name.size()));
+        width = std::max(width, static_cast<int>(command.name.size()) + 2);
     for (const kqu::Command& command : kqu::registeredCommands())
-        std::fprintf(stderr, "  %-*s  %s\n", width, command.name.c_str(), command.description.c_str());
+        std::fprintf(stderr, "  %-*s%s\n", width, command.name.c_str(), command.description.c_str());
     std::fprintf(stderr, "Run 'kqu SUBCOMMAND --help' for its options.\n");
 }
 
