@@ -6,6 +6,7 @@ subcommands="
 apps
 components
 crc32
+format-size
 gunzip
 gzip
 install-info
