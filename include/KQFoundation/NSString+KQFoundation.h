@@ -1,5 +1,7 @@
 #pragma once
 // NSString(KQFoundation): string helpers, as free functions on UTF-8 text.
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,5 +24,20 @@ KQ_EXPORT std::vector<std::string> componentsSeparatedByNewLine(std::string_view
 /// value: everything but letters, digits and "-._~!*'()" becomes %XX with
 /// upper-case hex digits, ";/?:@&=+$," and "#%[]" included.
 KQ_EXPORT std::string URLEncodedString(std::string_view text);
+
+// File sizes (NSString+KQFoundationFileSize.cpp)
+
+/// KQUFileSize(bytes).description(): "1.5 KB" with a no-break space, "1 byte",
+/// "0 bytes".
+KQ_EXPORT std::string stringWithFileSize(std::uint64_t bytes);
+/// The size by a KQUByteCountFormatter rounding to nearest, in steps of 1024,
+/// with units bytes to TB: below 1 MB tenths of a megabyte once they round to
+/// 0.1 MB (700000 gives "0.7 MB"), else whole KB or bytes; whole MB up to half
+/// a gigabyte; from there "1 GB" (600 MB already rounds to it); tenths of GB
+/// from one gigabyte; likewise "1 TB" from half a terabyte and tenths of TB
+/// from one terabyte. The unit names are fixed English, the decimal separator
+/// is the user's. nullopt when both flags are off.
+KQ_EXPORT std::optional<std::string> compactFileSizeString(std::uint64_t bytes, bool includeCount,
+                                                           bool includeUnits);
 
 }  // namespace kq

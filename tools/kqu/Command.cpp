@@ -10,7 +10,7 @@
 #include "KQFoundation/Foundation/Log.h"
 
 #include "KQFoundation/Foundation/PathUtilities.h"
-#include "KQFoundation/NSString+KQFoundationFileSize.h"
+#include "KQFoundation/NSString+KQFoundation.h"
 
 namespace kqu {
 

@@ -6,7 +6,7 @@
 
 #include "Command.h"
 #include "KQFoundation/KQUFileSize.h"
-#include "KQFoundation/NSString+KQFoundationFileSize.h"
+#include "KQFoundation/NSString+KQFoundation.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "KQFoundation/NSString+KQFoundationFileSize.h"
+#include "KQFoundation/NSString+KQFoundation.h"
 
 #include "KQFoundation/KQUByteCountFormatter.h"
 #include "KQFoundation/KQUFileSize.h"

@@ -8,7 +8,7 @@
 #include "Common/Formatting/LocalizedNumberFormat.h"
 #include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/Foundation/Exceptions.h"
-#include "KQFoundation/NSString+KQFoundationFileSize.h"
+#include "KQFoundation/NSString+KQFoundation.h"
 #include "KQFoundation/NSString+KQUFileSize.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/TemporaryDirectory.h"
