@@ -254,8 +254,14 @@ kq::Dictionary KQUBrowserExtensionsScanner::searchForLeftoversWithExtensionURL(c
     addIfPresent(kq::stringByAppendingPathComponent(dataFolder, "Local Extension Settings/" + identifier));
 
     const std::string localStorage = kq::stringByAppendingPathComponent(dataFolder, "Local Storage");
-    for (const std::string& entry : files().contentsOfDirectoryAtPath(localStorage))
-        if (kq::containsCaseInsensitive(entry, identifier)) addIfPresent(kq::stringByAppendingPathComponent(localStorage, entry));
+    for (const std::string& entry : files().contentsOfDirectoryAtPath(localStorage)) {
+        if (!kq::containsCaseInsensitive(entry, identifier)) continue;
+        // Listed entries count even when they cannot be followed (a dangling link).
+        const std::string path = kq::stringByAppendingPathComponent(localStorage, entry);
+        bool isDirectory = false;
+        files().fileExistsAtPath(path, isDirectory);
+        add(path, isDirectory);
+    }
 
     addIfPresent(kq::stringByAppendingPathComponent(dataFolder, "Sync Extension Settings/" + identifier));
 
