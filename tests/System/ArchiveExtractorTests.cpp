@@ -60,22 +60,36 @@ std::string writeArchive(const std::string& path, ArchiveFormat format, const st
 // refuses odd trees, which is exactly what the hostile cases need to keep.
 std::string rawXar(const std::vector<Entry>& entries) {
     std::string toc = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><xar><toc>", heap;
+    // Hard links name their original by its id.
+    auto idOf = [&](const std::string& name) {
+        for (std::size_t i = 0; i < entries.size(); ++i)
+            if (entries[i].name == name) return std::to_string(i + 1);
+        return std::string("0");
+    };
+    auto isOriginal = [&](const Entry& e) {
+        for (const Entry& other : entries)
+            if (other.hardlink && other.contents == e.name) return true;
+        return false;
+    };
     int id = 0;
     for (const Entry& e : entries) {
-        toc += "<file id=\"" + std::to_string(++id) + "\"><name>" + e.name + "</name><type>";
-        if (e.type == AE_IFREG) {
-            toc += "file</type><data><length>" + std::to_string(e.contents.size()) + "</length><offset>" +
+        toc += "<file id=\"" + std::to_string(++id) + "\"><name>" + e.name + "</name><type";
+        if (e.hardlink) {
+            toc += " link=\"" + idOf(e.contents) + "\">hardlink</type>";
+        } else if (e.type == AE_IFREG) {
+            toc += isOriginal(e) ? " link=\"original\">hardlink" : ">file";
+            toc += "</type><data><length>" + std::to_string(e.contents.size()) + "</length><offset>" +
                    std::to_string(heap.size()) + "</offset><size>" + std::to_string(e.contents.size()) +
                    "</size><encoding style=\"application/octet-stream\"/></data>";
             heap += e.contents;
         } else if (e.type == AE_IFDIR) {
-            toc += "directory</type>";
+            toc += ">directory</type>";
         } else if (e.type == AE_IFLNK) {
-            toc += "symlink</type><link type=\"file\">" + e.contents + "</link>";
+            toc += ">symlink</type><link type=\"file\">" + e.contents + "</link>";
         } else if (e.type == AE_IFIFO) {
-            toc += "fifo</type>";
+            toc += ">fifo</type>";
         } else {
-            toc += "character special</type><device><major>1</major><minor>3</minor></device>";
+            toc += ">character special</type><device><major>1</major><minor>3</minor></device>";
         }
         toc += "<mode>0644</mode></file>";
     }
@@ -214,6 +228,16 @@ TEST_P(ArchiveExtractor, DamagedOrMissingInputFails) {
     EXPECT_TRUE(kq::extractArchive(good, sandbox / "missing", GetParam()));
     EXPECT_TRUE(kq::extractArchive(good, good, GetParam()));
     EXPECT_FALSE(kq::extractArchive(good, inner, GetParam()));
+}
+
+TEST(ArchiveExtractorXar, HardLinksWithinTheFolder) {
+    kqtest::TemporaryDirectory tmp;
+    std::string inner = tmp.makeDirectory("inner");
+    std::string archive = tmp.writeFile(
+        "links.xar", rawXar({{"a", AE_IFREG, "data"}, {"d/", AE_IFDIR, ""}, {"d/b", AE_IFREG, "a", 0644, true}}));
+    ASSERT_FALSE(kq::extractArchive(archive, inner, ArchiveFormat::Xar));
+    EXPECT_EQ(read(inner + "/d/b"), "data");
+    EXPECT_EQ(fs::hard_link_count(inner + "/a"), 2u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, ArchiveExtractor, ::testing::Values(ArchiveFormat::Zip, ArchiveFormat::Xar),
