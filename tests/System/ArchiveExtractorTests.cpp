@@ -9,7 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -41,9 +41,8 @@ std::string writeArchive(const std::string& path, ArchiveFormat format, const st
         archive_entry_set_pathname_utf8(entry, e.name.c_str());
         archive_entry_set_filetype(entry, e.type);
         archive_entry_set_perm(entry, e.permissions);
-        if (e.hardlink) archive_entry_set_hardlink(entry, e.contents.c_str());
-        else if (e.type == AE_IFLNK) archive_entry_set_symlink(entry, e.contents.c_str());
-        bool hasData = e.type == AE_IFREG && !e.hardlink;
+        if (e.type == AE_IFLNK) archive_entry_set_symlink(entry, e.contents.c_str());
+        bool hasData = e.type == AE_IFREG;
         archive_entry_set_size(entry, hasData ? static_cast<la_int64_t>(e.contents.size()) : 0);
         EXPECT_GE(archive_write_header(a, entry), ARCHIVE_WARN) << e.name << ": " << archive_error_string(a);
         if (hasData) archive_write_data(a, e.contents.data(), e.contents.size());
@@ -109,15 +108,7 @@ std::string rawXar(const std::vector<Entry>& entries) {
 
 std::string read(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-std::vector<std::string> listing(const std::string& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
-    return names;
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 const char* formatName(ArchiveFormat f) { return f == ArchiveFormat::Zip ? "zip" : "xar"; }
@@ -191,7 +182,7 @@ TEST_P(ArchiveExtractor, HostileEntriesFailAndNothingLandsOutside) {
         fs::remove_all(inner);
         fs::create_directory(inner);
         EXPECT_TRUE(extractRaw(hostile[i]));
-        EXPECT_EQ(listing(sandbox.path()), std::vector<std::string>{"inner"});
+        EXPECT_EQ(std::distance(fs::directory_iterator(sandbox.path()), {}), 1) << "only inner";
         EXPECT_FALSE(fs::exists("/tmp/kq-absolute-evil"));
     }
 }

@@ -66,21 +66,9 @@ TEST(DispatchQueue, GlobalQueueRunsBlocksSideBySide) {
     EXPECT_TRUE(first.get_future().get());
     EXPECT_TRUE(second.get_future().get());
 
-    // Serial queues share those workers and still make progress side by side.
-    auto a = DispatchQueue::createSerialQueue("a"), b = DispatchQueue::createSerialQueue("b");
-    std::atomic<int> total{0};
-    for (int i = 0; i < 100; ++i) {
-        a->async([&] { ++total; });
-        b->async([&] { ++total; });
-        global->async([&] { ++total; });
-    }
-    a->sync([] {});
-    b->sync([] {});
     int value = 0;
     global->sync([&] { value = 1; });
-    EXPECT_EQ(value, 1);
-    for (int i = 0; i < 1000 && total < 300; ++i) std::this_thread::sleep_for(5ms);
-    EXPECT_EQ(total, 300);
+    EXPECT_EQ(value, 1) << "sync waits for its block";
 }
 
 TEST(DispatchQueue, ThrowingBlocksAreLoggedAndTheQueueGoesOn) {
