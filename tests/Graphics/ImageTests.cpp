@@ -1,6 +1,7 @@
 #include "KQFoundation/Graphics/Image.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <stb_image_write.h>
 #include <webp/encode.h>
 
@@ -94,6 +95,8 @@ TEST(Image, WhatIsNotAnImageGivesNothing) {
     EXPECT_FALSE(kq::Image::imageWithContentsOfFile(tmp / "missing.png"));
     EXPECT_FALSE(kq::Image::imageWithContentsOfFile(tmp.makeDirectory("folder.png")));
     EXPECT_FALSE(kq::Image::imageWithContentsOfFile(""));
+    ASSERT_EQ(mkfifo((tmp / "fifo.png").c_str(), 0600), 0);
+    EXPECT_FALSE(kq::Image::imageWithContentsOfFile(tmp / "fifo.png")) << "never blocks on a fifo";
 }
 
 TEST(Image, FilesAndIconFamilies) {
