@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+#include <unicode/timezone.h>
+
+#include "KQFoundation/Foundation/Exceptions.h"
+#include "KQFoundation/KQUXMLBasedDocument.h"
+
+namespace {
+
+struct VersionThree : KQUXMLBasedDocument {
+    static std::int64_t currentFormatVersion() { return 3; }
+};
+
+struct VersionTwo : KQUXMLBasedDocument {
+    static std::int64_t currentFormatVersion() { return 2; }
+};
+
+/// Reads a field of its own and refuses documents without it.
+struct Titled : VersionThree {
+    std::string title;
+    bool readXMLDocument(const kq::XMLDocument& document) override {
+        const kq::XMLElement* element = document.rootElement()->elementForName("Title");
+        if (!element) return false;
+        title = element->stringValue();
+        return true;
+    }
+};
+
+struct Forgetful : KQUXMLBasedDocument {};
+
+std::unique_ptr<kq::XMLDocument> documentWith(std::string_view attributes, std::string_view body = "") {
+    return kq::XMLDocument::create("<Document " + std::string(attributes) + ">" + std::string(body) + "</Document>");
+}
+
+constexpr const char* kGood = R"(Version="3.0" CreationDate="2015-06-01T10:00:00")";
+
+}  // namespace
+
+TEST(KQUXMLBasedDocument, AcceptsOnlyItsMajorVersionAndAReadableDate) {
+    struct Case {
+        const char* attributes;
+        bool three, two;
+    };
+    const Case cases[] = {
+        {kGood, true, false},
+        {R"(Version="2.7" CreationDate="2015-06-01T10:00:00")", false, true},
+        {R"(Version="3" CreationDate="2015-06-01T10:00:00")", false, false},
+        {R"(Version="3." CreationDate="2015-06-01T10:00:00")", true, false},
+        {R"(Version=" +03.1.4" CreationDate="2015-06-01T10:00:00")", true, false},
+        {R"(Version="3x.1" CreationDate="2015-06-01T10:00:00")", true, false},
+        {R"(Version="x.1" CreationDate="2015-06-01T10:00:00")", false, false},
+        {R"(Version="30000000000000000000.0" CreationDate="2015-06-01T10:00:00")", false, false},
+        {R"(Version="3.0" CreationDate="2015-06-01T10:00:00Z")", false, false},
+        {R"(Version="3.0" CreationDate="2015-06-01T10:00:00.250")", false, false},
+        {R"(Version="3.0")", false, false},
+        {R"(CreationDate="2015-06-01T10:00:00")", false, false},
+    };
+    for (const Case& c : cases) {
+        auto document = documentWith(c.attributes);
+        ASSERT_TRUE(document);
+        EXPECT_EQ(KQUXMLBasedDocument::initWithXMLDocument<VersionThree>(document.get()) != nullptr, c.three)
+            << c.attributes;
+        EXPECT_EQ(KQUXMLBasedDocument::initWithXMLDocument<VersionTwo>(document.get()) != nullptr, c.two)
+            << c.attributes;
+    }
+    EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument<VersionThree>(nullptr));
+}
+
+TEST(KQUXMLBasedDocument, KeepsVersionTextDateAndSubclassFields) {
+    icu::TimeZone* saved = icu::TimeZone::createDefault();
+    icu::TimeZone::adoptDefault(icu::TimeZone::createTimeZone("America/New_York"));
+    auto document = documentWith(R"(Version="3.10" CreationDate="2015-06-01T10:00:00")", "<Title>T</Title>");
+    auto opened = KQUXMLBasedDocument::initWithXMLDocument<Titled>(document.get());
+    icu::TimeZone::adoptDefault(saved);
+    ASSERT_TRUE(opened);
+    EXPECT_EQ(opened->version(), "3.10");
+    EXPECT_EQ(opened->creationDate(), kq::Date(std::chrono::duration<double>(1433167200.0)));  // 14:00Z
+    EXPECT_EQ(opened->title, "T");
+    EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument<Titled>(documentWith(kGood).get()));
+}
+
+TEST(KQUXMLBasedDocument, AbstractVersionThrowsOnlyWhenConsulted) {
+    auto expectMessage = [](auto open, const std::string& reason) {
+        try {
+            open();
+            ADD_FAILURE() << "no exception";
+        } catch (const kq::InternalInconsistencyException& e) {
+            EXPECT_EQ(e.reason(), reason);
+            EXPECT_EQ(e.name(), "NSInternalInconsistencyException");
+        }
+    };
+    auto good = documentWith(kGood);
+    expectMessage([&] { KQUXMLBasedDocument::initWithXMLDocument(good.get()); },
+                  "'currentFormatVersion' class method should be overriden in subclass KQUXMLBasedDocument.");
+    expectMessage([&] { KQUXMLBasedDocument::initWithXMLDocument<Forgetful>(good.get()); },
+                  "'currentFormatVersion' class method should be overriden in subclass (anonymous namespace)::Forgetful.");
+    // Without a date or a dotted version the class is never asked.
+    EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument(documentWith(R"(Version="3.0")").get()));
+    EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument(
+        documentWith(R"(Version="3" CreationDate="2015-06-01T10:00:00")").get()));
+}
