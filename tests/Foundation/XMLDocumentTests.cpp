@@ -42,22 +42,18 @@ TEST(XMLDocument, NamespacedTreeAttributesAndText) {
     EXPECT_EQ(root->URI(), kRDF);
     EXPECT_TRUE(root->attributes().empty()) << "namespace declarations are not attributes";
 
-    auto descriptions = root->elementsForLocalName("Description", kRDF);
-    ASSERT_EQ(descriptions.size(), 1u);
+    const auto descriptions = root->elementsForLocalName("Description", kRDF);
+    ASSERT_EQ(descriptions, std::vector<const XMLElement*>{root->elementForName("RDF:Description")});
     const XMLElement* description = descriptions[0];
-    EXPECT_EQ(description, root->elementForName("RDF:Description"));
     ASSERT_TRUE(description->attributeForLocalName("id", kEM));
     EXPECT_EQ(description->attributeForLocalName("id", kEM)->stringValue(), "tool@example.com");
-    EXPECT_EQ(description->attributeForName("RDF:about")->kind(), XMLNode::Kind::Attribute);
     EXPECT_EQ(description->attributeForName("about"), nullptr);
     EXPECT_EQ(description->attributeForLocalName("id", kRDF), nullptr);
 
     const XMLElement* name = description->elementForName("em:name");
-    ASSERT_TRUE(name);
+    ASSERT_TRUE(name && name->childCount() == 3);
     EXPECT_EQ(name->stringValue(), "Tool & <Co>") << "text and CDATA, no comment";
-    ASSERT_EQ(name->childCount(), 3u);
     EXPECT_EQ(name->children()[2]->kind(), XMLNode::Kind::Comment);
-    EXPECT_EQ(name->children()[2]->stringValue(), " not text ");
     EXPECT_EQ(description->elementsForName("em:version").size(), 2u);
     EXPECT_EQ(description->elementForName("em:version")->stringValue(), "1.2");
     EXPECT_EQ(description->elementForName("version"), nullptr);
@@ -68,16 +64,14 @@ TEST(XMLDocument, CopiesAreDeepAndOutliveTheDocument) {
     auto document = parse("<a x='1'><b>t<c/>u</b><?go now?></a>");
     ASSERT_TRUE(document);
     XMLElement copy = *document->rootElement();
-    const XMLNode* originalB = document->rootElement()->children()[0].get();
     document.reset();
     ASSERT_EQ(copy.childCount(), 2u);
-    EXPECT_NE(copy.children()[0].get(), originalB);
     EXPECT_EQ(copy.attributeForName("x")->stringValue(), "1");
     EXPECT_EQ(copy.elementForName("b")->stringValue(), "tu");
-    EXPECT_EQ(copy.children()[1]->kind(), XMLNode::Kind::ProcessingInstruction);
-    EXPECT_EQ(copy.children()[1]->name(), "go");
+    EXPECT_EQ(copy.children()[1]->name(), "go") << "processing instruction";
     XMLElement assigned = *copy.elementForName("b");
     assigned = copy;
+    EXPECT_NE(assigned.elementForName("b"), copy.elementForName("b"));
     EXPECT_EQ(assigned.elementForName("b")->elementForName("c")->name(), "c");
 }
 
