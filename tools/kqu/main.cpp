@@ -1,4 +1,5 @@
 // kqu: the KQFoundation command-line tool.
+#include <algorithm>
 #include <cstdio>
 #include <string_view>
 
@@ -8,8 +9,12 @@ namespace {
 
 void listSubcommands() {
     std::fprintf(stderr, "Subcommands:\n");
+    // The descriptions line up two spaces after the longest name.
+    int width = 0;
     for (const kqu::Command& command : kqu::registeredCommands())
-        std::fprintf(stderr, "  %-12s%s\n", command.name.c_str(), command.description.c_str());
+        width = std::max(width, static_cast<int>(command.name.size()) + 2);
+    for (const kqu::Command& command : kqu::registeredCommands())
+        std::fprintf(stderr, "  %-*s%s\n", width, command.name.c_str(), command.description.c_str());
     std::fprintf(stderr, "Run 'kqu SUBCOMMAND --help' for its options.\n");
 }
 

@@ -41,6 +41,13 @@ public:
     void addObjectsFromArrayIfNotNil(const Array* array);
     void addObjectsFromArrayIfNotNil(const std::optional<Array>& array);
     // ---- end of category ----
+
+    // ---- Category NSArray(JSON): NSObject+JSON.h, JSONWriter.cpp, JSONReader.cpp ----
+    std::string JSONString() const;
+    static std::optional<Array> arrayWithJSONString(std::string_view text);
+    static std::optional<Array> arrayWithJSONStringIgnoringNulls(std::string_view text);
+    static std::optional<Array> arrayWithJSONString(std::string_view text, bool ignoreNull);
+    // ---- end of category ----
 };
 
 class KQ_EXPORT Dictionary {
@@ -76,6 +83,13 @@ public:
     const Date* dateValueForKey(std::string_view key) const;
     std::int64_t integerValueForKey(std::string_view key, std::int64_t defaultValue) const;
     bool boolValueForKey(std::string_view key, bool defaultValue) const;
+    // ---- end of category ----
+
+    // ---- Category NSDictionary(JSON): NSObject+JSON.h, JSONWriter.cpp, JSONReader.cpp ----
+    std::string JSONString() const;
+    static std::optional<Dictionary> dictionaryWithJSONString(std::string_view text);
+    static std::optional<Dictionary> dictionaryWithJSONStringIgnoringNulls(std::string_view text);
+    static std::optional<Dictionary> dictionaryWithJSONString(std::string_view text, bool ignoreNull);
     // ---- end of category ----
 
     friend KQ_EXPORT bool operator==(const Dictionary& a, const Dictionary& b);
@@ -170,6 +184,10 @@ public:
     /// two's complement for negative ones.
     std::uint64_t unsignedIntegerValue() const;
     double doubleValue() const;
+
+    // ---- Category NSNumber(JSON), NSObject(JSON): NSObject+JSON.h, JSONWriter.cpp ----
+    std::string JSONString() const;
+    // ---- end of category ----
 
     friend KQ_EXPORT bool operator==(const Value& a, const Value& b);
     std::size_t hash() const;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 source "$(dirname "$0")/lib.sh"
 
-subcommands="apps components leftovers plist predicate size sysinfo trash version"
+subcommands="apps components install-info json leftovers plist predicate rsa size sysinfo trash version version-compare version-parse"
 expect_subcommand_list() {
     local name missing=""
     for name in $subcommands; do grep -qF -- "  $name " <<<"$2" || missing+=" $name"; done
