@@ -1,5 +1,7 @@
 #include "KQFoundation/Foundation/Log.h"
 
+#include "KQFoundation/Foundation/FormatArgument.h"
+
 #include <syslog.h>
 
 #include <cstdio>
@@ -26,98 +28,21 @@ void defaultSink(const std::string& line) {
     syslog(LOG_NOTICE, "%s", line.c_str());
 }
 
-// The flags, width and precision of a conversion, without length modifiers
-// and the conversion character ("%-8.2lf" -> "%-8.2").
-std::string stem(const std::string& directive) {
-    std::string out;
-    for (char c : directive.substr(0, directive.size() - 1))
-        if (std::string_view("hljztLq").find(c) == std::string_view::npos) out += c;
-    return out;
-}
-
-// Formats one printf conversion with its numeric argument.
-std::string convert(const std::string& directive, const LogArgument& arg, const std::string& described) {
-    const char conversion = directive.back();
-    char buffer[128];
-    switch (conversion) {
-        case 'd':
-        case 'i':
-        case 'c': {
-            std::string f = stem(directive) + "lld";
-            if (conversion == 'c') return described;
-            long long value = arg.kind == LogArgument::Kind::Unsigned ? static_cast<long long>(arg.u)
-                              : arg.kind == LogArgument::Kind::Real   ? static_cast<long long>(arg.d)
-                                                                      : arg.s;
-            if (arg.kind == LogArgument::Kind::Text) return described;
-            std::snprintf(buffer, sizeof buffer, f.c_str(), value);
-            return buffer;
-        }
-        case 'u':
-        case 'x':
-        case 'X':
-        case 'o': {
-            if (arg.kind == LogArgument::Kind::Text) return described;
-            std::string f = stem(directive) + "ll" + conversion;
-            unsigned long long value = arg.kind == LogArgument::Kind::Unsigned ? arg.u
-                                       : arg.kind == LogArgument::Kind::Real
-                                           ? static_cast<unsigned long long>(arg.d)
-                                           : static_cast<unsigned long long>(arg.s);
-            std::snprintf(buffer, sizeof buffer, f.c_str(), value);
-            return buffer;
-        }
-        case 'f':
-        case 'F':
-        case 'e':
-        case 'E':
-        case 'g':
-        case 'G': {
-            if (arg.kind == LogArgument::Kind::Text) return described;
-            std::string f = stem(directive) + conversion;
-            double value = arg.kind == LogArgument::Kind::Real       ? arg.d
-                           : arg.kind == LogArgument::Kind::Unsigned ? static_cast<double>(arg.u)
-                                                                     : static_cast<double>(arg.s);
-            std::snprintf(buffer, sizeof buffer, f.c_str(), value);
-            return buffer;
-        }
-        default: return described;  // %@, %s and anything else print the description
-    }
-}
-
 }  // namespace
 
 std::string formatLogLine(std::string_view format, const std::vector<std::string>& described,
                           const std::vector<LogArgument>& raw) {
-    std::string out;
-    out.reserve(format.size() + 32);
-    std::size_t next = 0;
-    for (std::size_t i = 0; i < format.size(); ++i) {
-        if (format[i] != '%' || i + 1 == format.size()) {
-            out += format[i];
-            continue;
+    std::vector<FormatArgument> arguments;
+    arguments.reserve(raw.size());
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        switch (raw[i].kind) {
+            case LogArgument::Kind::Signed: arguments.emplace_back(raw[i].s); break;
+            case LogArgument::Kind::Unsigned: arguments.emplace_back(raw[i].u); break;
+            case LogArgument::Kind::Real: arguments.emplace_back(raw[i].d); break;
+            case LogArgument::Kind::Text: arguments.push_back(FormatArgument::object(described[i])); break;
         }
-        if (format[i + 1] == '%') {
-            out += '%';
-            ++i;
-            continue;
-        }
-        // A conversion: flags, width, precision, length, then the conversion character.
-        std::size_t j = i + 1;
-        while (j < format.size() && std::string_view("-+ #0123456789.*hljztLq").find(format[j]) != std::string_view::npos)
-            ++j;
-        if (j >= format.size()) {
-            out.append(format.substr(i));
-            break;
-        }
-        const std::string directive(format.substr(i, j - i + 1));
-        if (next < described.size()) {
-            out += convert(directive, raw[next], described[next]);
-            ++next;
-        } else {
-            out += "(null)";  // too few arguments
-        }
-        i = j;
     }
-    return out;
+    return formatWithArguments(format, arguments);
 }
 
 void emitLogLine(const std::string& line) {

@@ -10,6 +10,7 @@
 #include "KQFoundation/Foundation/Log.h"
 
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/NSString+KQFoundation.h"
 
 namespace kqu {
 
@@ -54,6 +55,15 @@ std::shared_ptr<const kq::FileSystemLayout> LayoutOptions::apply() const {
     auto layout = std::make_shared<const kq::FileSystemLayout>(rootPath, homePath);
     kq::FileSystemLayout::setCurrent(layout);
     return layout;
+}
+
+std::string sizeText(std::uint64_t bytes, std::size_t width) {
+    std::string text = kq::stringWithFileSize(bytes);
+    // Characters, not bytes: the no-break space and translated units take several bytes.
+    std::size_t characters = 0;
+    for (unsigned char c : text) characters += (c & 0xC0) != 0x80;
+    if (characters < width) text.insert(0, width - characters, ' ');
+    return text;
 }
 
 bool stderrIsTerminal() { return isatty(STDERR_FILENO) == 1; }

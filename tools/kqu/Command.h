@@ -2,6 +2,7 @@
 // Subcommands of kqu register themselves here; main() builds the parser.
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -43,6 +44,10 @@ struct LayoutOptions {
     /// --root, else the one folder in ROOT/Users (a CommandFailure otherwise).
     std::shared_ptr<const kq::FileSystemLayout> apply() const;
 };
+
+/// A byte count as the library shows file sizes ("1.5 KB", with a no-break
+/// space, in the user's language), right-aligned to `width` characters.
+std::string sizeText(std::uint64_t bytes, std::size_t width = 0);
 
 /// True when stderr is a terminal, so progress is worth drawing.
 bool stderrIsTerminal();

@@ -8,6 +8,7 @@
 #include "Command.h"
 #include "JsonOutput.h"
 #include "KQFoundation/KQUApplicationComponentsScanner.h"
+#include "KQFoundation/NSFileManager+KQFoundation.h"
 
 namespace {
 
@@ -52,14 +53,16 @@ int runComponents(const ComponentsOptions& options) {
         kq::Array components(paths.begin(), paths.end());
         kqu::printJSON(kq::Dictionary{{"components", std::move(components)}});
     } else {
-        for (const std::string& path : paths) std::printf("%s\n", path.c_str());
+        const kq::FileManager& fileManager = kq::FileManager::defaultManager();
+        for (const std::string& path : paths)
+            std::printf("%s  %s\n", kqu::sizeText(fileManager.sizeOfItemAtPath(path), 10).c_str(), path.c_str());
     }
     return kqu::kExitSuccess;
 }
 
 const kqu::CommandRegistration registration{kqu::Command{
     "components",
-    "List the files and folders that belong to an application (one path per line)",
+    "List the files and folders that belong to an application (size and path per line)",
     [](CLI::App& app) -> std::function<int()> {
         auto options = std::make_shared<ComponentsOptions>();
         options->layout.addTo(app);

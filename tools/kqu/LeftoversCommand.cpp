@@ -103,21 +103,6 @@ std::string plainType(const std::string& type) {
     return out.empty() ? type : out;
 }
 
-/// Decimal units, as the Finder counts: "512 bytes", "1.2 KB", "3.4 MB".
-std::string sizeText(std::uint64_t bytes) {
-    if (bytes < 1000) return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
-    static const char* const kUnits[] = {"KB", "MB", "GB", "TB", "PB"};
-    double value = static_cast<double>(bytes) / 1000.0;
-    std::size_t unit = 0;
-    while (value >= 999.95 && unit + 1 < std::size(kUnits)) {
-        value /= 1000.0;
-        ++unit;
-    }
-    char text[32];
-    std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
-    return text;
-}
-
 /// Gathers leftovers (one per path: an item under two entries is listed once)
 /// and draws the progress line once a scan has run for a moment.
 class LeftoversReport final : public KQULeftoversScannerDelegate {
@@ -184,15 +169,15 @@ void printGroups(const LeftoversReport& report) {
         total += group.size;
         const std::string name = group.application.empty() ? std::string("(unknown application)") : group.application;
         std::printf("%s  (%zu %s, %s)\n", name.c_str(), group.items.size(), group.items.size() == 1 ? "item" : "items",
-                    sizeText(group.size).c_str());
+                    kqu::sizeText(group.size).c_str());
         for (const Leftover* item : group.items)
-            std::printf("  %-20s %10s  %s\n", plainType(item->type).c_str(), sizeText(item->size).c_str(),
+            std::printf("  %-20s %s  %s\n", plainType(item->type).c_str(), kqu::sizeText(item->size, 10).c_str(),
                         item->path.c_str());
     }
     // A run that found nothing at all prints nothing, so an empty tree stays quiet in scripts.
     if (!report.items.empty() || !report.kept.empty())
         std::printf("Total: %zu %s, %s\n", report.items.size(), report.items.size() == 1 ? "item" : "items",
-                sizeText(total).c_str());
+                kqu::sizeText(total).c_str());
     if (!report.kept.empty()) {
         std::printf("Kept, still in use by installed software:\n");
         for (const KeptItem& item : report.kept) std::printf("  %s  (%s)\n", item.path.c_str(), item.reason.c_str());

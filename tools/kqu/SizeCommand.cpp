@@ -1,4 +1,4 @@
-// kqu size: the logical size in bytes of files and folder trees.
+// kqu size: the logical size of files and folder trees.
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -32,7 +32,7 @@ int runSize(const SizeOptions& options) {
         if (options.json)
             sizes.emplace_back(kq::Dictionary{{"path", path}, {"bytes", static_cast<unsigned long long>(bytes)}});
         else
-            std::printf("%llu\t%s\n", static_cast<unsigned long long>(bytes), path.c_str());
+            std::printf("%s\t%s\n", kqu::sizeText(bytes).c_str(), path.c_str());
     }
     if (options.json) kqu::printJSON(kq::Dictionary{{"sizes", std::move(sizes)}});
     return failed ? kqu::kExitInputFailure : kqu::kExitSuccess;
@@ -40,7 +40,7 @@ int runSize(const SizeOptions& options) {
 
 const kqu::CommandRegistration registration{kqu::Command{
     "size",
-    "Print the logical size of each path (BYTES<TAB>PATH per line; links not followed)",
+    "Print the logical size of each path (SIZE<TAB>PATH per line, 1.5 KB; --json in bytes; links not followed)",
     [](CLI::App& app) -> std::function<int()> {
         auto options = std::make_shared<SizeOptions>();
         app.add_option("PATH", options->paths, "Files or folders")->required();

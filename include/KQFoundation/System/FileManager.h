@@ -16,6 +16,8 @@
 
 namespace kq {
 
+class MD5Context;
+
 enum class FileType { Regular, Directory, SymbolicLink, Other };
 
 struct KQ_EXPORT FileAttributes {
@@ -117,6 +119,12 @@ public:
     bool isPathInFilePackage(std::string_view path) const;
     bool moveItemAtPathToTrash(std::string_view path, std::string* destination = nullptr,
                                std::error_code* error = nullptr) const;
+    // ---- end of category ----
+
+    // ---- Category NSFileManager(MD5HashCalculation): NSFileManager+MD5HashCalculation.h/.cpp ----
+    std::optional<std::string> md5HashStringForItemAtURL(const URL& url) const;
+    std::optional<std::string> md5HashStringForItemAtURL(const URL& url, std::size_t chunkSize) const;
+    bool updateHash(MD5Context* context, const URL& url, std::size_t chunkSize) const;
     // ---- end of category ----
 };
 

@@ -1,7 +1,29 @@
 #!/usr/bin/env bash
 source "$(dirname "$0")/lib.sh"
 
-subcommands="apps components install-info json leftovers plist predicate rsa size sysinfo trash version version-compare version-parse"
+# One per line, so that branches adding subcommands merge cleanly.
+subcommands="
+apps
+components
+crc32
+format-size
+gunzip
+gzip
+install-info
+json
+leftovers
+md5
+plist
+plural
+predicate
+rsa
+size
+sysinfo
+trash
+version
+version-compare
+version-parse
+"
 expect_subcommand_list() {
     local name missing=""
     for name in $subcommands; do grep -qF -- "  $name " <<<"$2" || missing+=" $name"; done
@@ -30,7 +52,7 @@ help=$(check_stdout "--help" 0 "$kqu" --help)
 expect_subcommand_list "--help" "$help"
 expect_contains "--help" "$help" "--quiet"
 listed=$(sed -n '/^Subcommands:/,$p' <<<"$help" | awk 'NR > 1 { if (!NF) exit; print $1 }' | xargs)
-[ "$listed" = "$subcommands" ] || fail "--help lists '$listed'"
+[ "$listed" = "$(xargs <<<"$subcommands")" ] || fail "--help lists '$listed'"
 for name in $subcommands; do
     check "$name --help" 0 "$kqu" "$name" --help >/dev/null
 done

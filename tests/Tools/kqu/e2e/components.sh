@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 source "$(dirname "$0")/lib.sh"
+export LC_ALL=C; unset LANGUAGE LC_NUMERIC LANG
 
-sorted() { sort <<<"$1"; }
+# Lines are "SIZE  PATH"; the size's own blank is a no-break space.
+sorted() { sed 's/^ *[^ ]*  //' <<<"$1" | sort; }
 lines() { printf '%s\n' "$@" | sort; }
 library="$sample/Users/alex/Library"
 quill=$(lines "$library/Preferences/com.example.Quill.plist" "$library/Saved Application State/com.example.Quill.savedState" \
@@ -9,6 +11,7 @@ quill=$(lines "$library/Preferences/com.example.Quill.plist" "$library/Saved App
 
 out=$(check_stdout "components of an installed bundle" 0 "$kqu" components "$sample/Applications/Quill.app" --root "$sample")
 [ "$(sorted "$out")" = "$quill" ] || fail "components of Quill.app printed: $out"
+expect_contains "components with sizes" "$out" "243"$'\xc2\xa0'"bytes  $library/Preferences/com.example.Quill.plist"
 [ -s "$tmp/stderr" ] && fail "components on a Mac tree warned: $(cat "$tmp/stderr")"
 
 # By name and identifier, as for an application already removed; --with-app adds the bundle when there is one.

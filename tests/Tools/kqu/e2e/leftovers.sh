@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 source "$(dirname "$0")/lib.sh"
+export LC_ALL=C; unset LANGUAGE LC_NUMERIC LANG
 
 out=$(check "leftovers on the sample" 0 "$kqu" leftovers --root "$sample")
 listed=${out%%Kept,*}
 for expected in "$sample/Users/alex/Library/Preferences/com.example.Orbit.plist" \
                 "$sample/Users/alex/Library/Containers/com.example.Orbit" \
-                "com.example.Orbit  (" "net.example.Drift  (" "  Preferences " "  Saved State " "Total: "; do
+                "com.example.Orbit  (" "net.example.Drift  (5 items, 764"$'\xc2\xa0'"bytes)" \
+                "  Preferences " "  Saved State " "Total: "; do
     expect_contains "leftovers on the sample" "$listed" "$expected"
 done
 if grep -q "KQFoundation.LeftoverType" <<<"$out"; then fail "leftover types are not in plain words"; fi
