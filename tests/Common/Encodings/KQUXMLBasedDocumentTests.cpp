@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 #include <unicode/timezone.h>
 
+#include "Common/Security/SecurityTestSupport.h"
+#include "KQFoundation/Foundation/Base64.h"
 #include "KQFoundation/Foundation/Exceptions.h"
-#include "KQFoundation/KQUXMLBasedDocument.h"
+#include "KQFoundation/KQUXMLBasedDocument+KQUConvenienceInitializers.h"
+#include "KQFoundation/NSData+GZIP.h"
 
 namespace {
 
@@ -32,6 +35,16 @@ std::unique_ptr<kq::XMLDocument> documentWith(std::string_view attributes, std::
 }
 
 constexpr const char* kGood = R"(Version="3.0" CreationDate="2015-06-01T10:00:00")";
+
+/// Base64 text of `plain` encrypted with the test's private key, as a publisher would send it.
+kq::Data sealed(const kq::Data& plain, const std::string& privatePEM = kqtest::keys().main.privatePEM) {
+    const auto encrypted = KQUCryptor::create(privatePEM, KQUCryptorPaddingPKCS1)->encryptData(plain);
+    std::string text = kq::base64EncodedString(*encrypted);
+    for (std::size_t i = 64; i < text.size(); i += 65) text.insert(i, "\n");
+    return {text.begin(), text.end()};
+}
+
+kq::Data bytes(std::string_view text) { return {text.begin(), text.end()}; }
 
 }  // namespace
 
@@ -97,4 +110,33 @@ TEST(KQUXMLBasedDocument, AbstractVersionThrowsOnlyWhenConsulted) {
     EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument(documentWith(R"(Version="3.0")").get()));
     EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument(
         documentWith(R"(Version="3" CreationDate="2015-06-01T10:00:00")").get()));
+}
+
+TEST(KQUXMLBasedDocument, OpensEncryptedPlainAndGzipDocuments) {
+    // Longer than one RSA block, so the text spans several.
+    const kq::Data xml = bytes(R"(<Document Version="3.2" CreationDate="2015-06-01T10:00:00"><Title>)" +
+                               std::string(600, 'x') + "</Title></Document>");
+    const kq::Data gzip = *kq::gzippedData(xml);
+    const kq::Data cut(gzip.begin(), gzip.end() - 12);
+    const std::string& key = kqtest::keys().main.publicPEM;
+
+    auto plain = KQUXMLBasedDocument::initWithEncryptedPlainData<Titled>(sealed(xml), key);
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->version(), "3.2");
+    EXPECT_EQ(plain->title, std::string(600, 'x'));
+    auto inflated = KQUXMLBasedDocument::initWithEncryptedGzipData<Titled>(sealed(gzip), key);
+    ASSERT_TRUE(inflated);
+    EXPECT_EQ(inflated->title, plain->title);
+
+    const std::pair<const char*, kq::Data> plainRefusals[] = {
+        {"gzip inside", sealed(gzip)},
+        {"other key pair", sealed(xml, kqtest::keys().foreign.privatePEM)},
+        {"empty", {}},
+        {"not base64", bytes("<Document/>")},
+    };
+    for (const auto& [what, data] : plainRefusals)
+        EXPECT_FALSE(KQUXMLBasedDocument::initWithEncryptedPlainData<Titled>(data, key)) << what;
+    const std::pair<const char*, kq::Data> gzipRefusals[] = {{"plain inside", sealed(xml)}, {"cut short", sealed(cut)}};
+    for (const auto& [what, data] : gzipRefusals)
+        EXPECT_FALSE(KQUXMLBasedDocument::initWithEncryptedGzipData<Titled>(data, key)) << what;
 }
