@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unicode/timezone.h>
 
@@ -92,20 +93,13 @@ TEST(KQUXMLBasedDocument, KeepsVersionTextDateAndSubclassFields) {
 }
 
 TEST(KQUXMLBasedDocument, AbstractVersionThrowsOnlyWhenConsulted) {
-    auto expectMessage = [](auto open, const std::string& reason) {
-        try {
-            open();
-            ADD_FAILURE() << "no exception";
-        } catch (const kq::InternalInconsistencyException& e) {
-            EXPECT_EQ(e.reason(), reason);
-            EXPECT_EQ(e.name(), "NSInternalInconsistencyException");
-        }
-    };
+    using Raised = kq::InternalInconsistencyException;
+    const std::string reason = "'currentFormatVersion' class method should be overriden in subclass ";
     auto good = documentWith(kGood);
-    expectMessage([&] { KQUXMLBasedDocument::initWithXMLDocument(good.get()); },
-                  "'currentFormatVersion' class method should be overriden in subclass KQUXMLBasedDocument.");
-    expectMessage([&] { KQUXMLBasedDocument::initWithXMLDocument<Forgetful>(good.get()); },
-                  "'currentFormatVersion' class method should be overriden in subclass (anonymous namespace)::Forgetful.");
+    EXPECT_THAT([&] { KQUXMLBasedDocument::initWithXMLDocument(good.get()); },
+                testing::ThrowsMessage<Raised>(testing::StrEq(reason + "KQUXMLBasedDocument.")));
+    EXPECT_THAT([&] { KQUXMLBasedDocument::initWithXMLDocument<Forgetful>(good.get()); },
+                testing::ThrowsMessage<Raised>(testing::StrEq(reason + "(anonymous namespace)::Forgetful.")));
     // Without a date or a dotted version the class is never asked.
     EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument(documentWith(R"(Version="3.0")").get()));
     EXPECT_FALSE(KQUXMLBasedDocument::initWithXMLDocument(
