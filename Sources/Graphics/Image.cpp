@@ -1,7 +1,5 @@
 #include "KQFoundation/Graphics/Image.h"
 
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 #include <stb_image.h>
 #include <webp/decode.h>
 
@@ -12,6 +10,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "KQFoundation/Foundation/XMLDocument.h"
 #include "KQFoundation/System/FileManager.h"
 
 namespace kq {
@@ -58,36 +57,22 @@ std::optional<double> svgLength(std::string_view text) {
     return value;
 }
 
-std::optional<std::string> attribute(xmlNode* node, const char* name) {
-    xmlChar* value = xmlGetNoNsProp(node, reinterpret_cast<const xmlChar*>(name));
-    if (!value) return std::nullopt;
-    std::string text(reinterpret_cast<const char*>(value));
-    xmlFree(value);
-    return text;
+std::optional<std::string> attribute(const XMLElement& element, std::string_view name) {
+    const XMLNode* node = element.attributeForLocalName(name, "");
+    if (!node) return std::nullopt;
+    return node->stringValue();
 }
 
 std::optional<ImageRepresentation> svgRepresentation(const Data& bytes) {
-    if (bytes.size() > static_cast<std::size_t>(INT_MAX)) return std::nullopt;
-    // libxml2 sets up its globals on first use; do it once, before threads race to.
-    static const bool initialised = (xmlInitParser(), true);
-    (void)initialised;
-    // No network, no entity substitution, nothing printed.
-    const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-    std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> doc(
-        xmlReadMemory(reinterpret_cast<const char*>(bytes.data()), static_cast<int>(bytes.size()), nullptr, nullptr,
-                      options),
-        xmlFreeDoc);
-    if (!doc) return std::nullopt;
-    xmlNode* root = xmlDocGetRootElement(doc.get());
-    if (!root || std::strcmp(reinterpret_cast<const char*>(root->name), "svg") != 0) return std::nullopt;
-    if (root->ns && root->ns->href &&
-        std::strcmp(reinterpret_cast<const char*>(root->ns->href), "http://www.w3.org/2000/svg") != 0)
+    auto document = XMLDocument::create(bytes);
+    const XMLElement* root = document ? document->rootElement() : nullptr;
+    if (!root || root->localName() != "svg" || (!root->URI().empty() && root->URI() != "http://www.w3.org/2000/svg"))
         return std::nullopt;
 
     std::optional<double> width, height;
-    if (auto w = attribute(root, "width")) width = svgLength(*w);
-    if (auto h = attribute(root, "height")) height = svgLength(*h);
-    if (auto viewBox = attribute(root, "viewBox"); viewBox && (!width || !height)) {
+    if (auto w = attribute(*root, "width")) width = svgLength(*w);
+    if (auto h = attribute(*root, "height")) height = svgLength(*h);
+    if (auto viewBox = attribute(*root, "viewBox"); viewBox && (!width || !height)) {
         std::replace(viewBox->begin(), viewBox->end(), ',', ' ');
         double box[4];
         const char* p = viewBox->c_str();
