@@ -3,7 +3,6 @@
 #include "KQFoundation/Foundation/KeyedArchiver.h"
 
 #include <algorithm>
-#include <array>
 
 #include "KQFoundation/Foundation/PropertyList.h"
 
@@ -14,18 +13,11 @@ namespace {
 constexpr std::int64_t kArchiveVersion = 100000;
 constexpr const char* kArchiverName = "NSKeyedArchiver";
 
-const std::vector<std::string>& classesOf(Value::Type type) {
-    static const std::vector<std::string> array{"NSArray", "NSObject"};
-    static const std::vector<std::string> dictionary{"NSDictionary", "NSObject"};
-    static const std::vector<std::string> url{"NSURL", "NSObject"};
-    static const std::vector<std::string> date{"NSDate", "NSObject"};
-    switch (type) {
-        case Value::Type::Array: return array;
-        case Value::Type::Dictionary: return dictionary;
-        case Value::Type::URL: return url;
-        default: return date;
-    }
-}
+/// The platform classes plain values are archived as.
+const std::vector<std::string> kArrayClasses{"NSArray", "NSObject"};
+const std::vector<std::string> kDictionaryClasses{"NSDictionary", "NSObject"};
+const std::vector<std::string> kURLClasses{"NSURL", "NSObject"};
+const std::vector<std::string> kDateClasses{"NSDate", "NSObject"};
 
 // Typed look-ups (the dictionary category lives in a higher layer).
 const std::string* stringFor(const Dictionary& d, std::string_view key) {
@@ -125,14 +117,14 @@ std::uint32_t KeyedArchiver::add(const Value& value, std::size_t depth) {
     }
     switch (value.type()) {
         case Value::Type::Array:
-            return addObject(classesOf(value.type()), [&](KeyedArchiver& archiver) {
+            return addObject(kArrayClasses, [&](KeyedArchiver& archiver) {
                 Array references;
                 for (const Value& element : *value.asArray())
                     references.push_back(PropertyList::UID(archiver.add(element, depth + 1)));
                 archiver.current_.setObject("NS.objects", std::move(references));
             });
         case Value::Type::Dictionary:
-            return addObject(classesOf(value.type()), [&](KeyedArchiver& archiver) {
+            return addObject(kDictionaryClasses, [&](KeyedArchiver& archiver) {
                 Array keys, objects;
                 value.asDictionary()->forEach([&](const std::string& key, const Value& element) {
                     keys.push_back(PropertyList::UID(archiver.add(Value(key), depth + 1)));
@@ -142,12 +134,12 @@ std::uint32_t KeyedArchiver::add(const Value& value, std::size_t depth) {
                 archiver.current_.setObject("NS.objects", std::move(objects));
             });
         case Value::Type::URL:
-            return addObject(classesOf(value.type()), [&](KeyedArchiver& archiver) {
+            return addObject(kURLClasses, [&](KeyedArchiver& archiver) {
                 archiver.current_.setObject("NS.base", PropertyList::UID(0));
                 archiver.encodeObject("NS.relative", Value(value.asURL()->absoluteString()));
             });
         case Value::Type::Date:
-            return addObject(classesOf(value.type()), [&](KeyedArchiver& archiver) {
+            return addObject(kDateClasses, [&](KeyedArchiver& archiver) {
                 archiver.encodeDouble("NS.time", *value.timeIntervalSinceReferenceDate());
             });
         default: {

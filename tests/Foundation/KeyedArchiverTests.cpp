@@ -80,46 +80,6 @@ TEST(KeyedArchiver, PlainValuesRoundTrip) {
     EXPECT_TRUE(KeyedArchiver::archivedDataWithRootObject(Value()).empty());
 }
 
-TEST(KeyedArchiver, WritesThePlatformLayout) {
-    const kq::Data data = KeyedArchiver::archivedDataWithRootObject(kq::Array{Value("x")});
-    auto plist = PropertyList::read(data);
-    ASSERT_TRUE(plist && plist->isDictionary());
-    const kq::Dictionary& archive = *plist->asDictionary();
-    EXPECT_EQ(*archive.objectForKey("$archiver"), Value("NSKeyedArchiver"));
-    EXPECT_EQ(*archive.objectForKey("$version"), Value(100000));
-    const kq::Array& objects = *archive.objectForKey("$objects")->asArray();
-    EXPECT_EQ(objects[0], Value("$null"));
-    auto root = PropertyList::UIDValue(*archive.objectForKey("$top")->asDictionary()->objectForKey("root"));
-    ASSERT_TRUE(root);
-    const kq::Dictionary& array = *objects.at(*root).asDictionary();
-    auto classRef = PropertyList::UIDValue(*array.objectForKey("$class"));
-    ASSERT_TRUE(classRef);
-    EXPECT_EQ(*objects.at(*classRef).asDictionary()->objectForKey("$classname"), Value("NSArray"));
-}
-
-TEST(KeyedArchiver, ObjectsOfClassesNestAndCheckTheirClass) {
-    const kq::Data data = KeyedArchiver::archivedDataWithRootObject({"Outer", "NSObject"}, [](KeyedArchiver& coder) {
-        coder.encodeInteger("n", -7);
-        coder.encodeBool("flag", true);
-        coder.encodeObject("inner", {"Inner", "Base", "NSObject"}, [](KeyedArchiver& nested) {
-            nested.encodeObject("text", Value("deep"));
-        });
-    });
-    auto coder = KeyedUnarchiver::unarchiverWithData(data);
-    ASSERT_TRUE(coder);
-    EXPECT_EQ(coder->classNameForKey("root"), "Outer");
-    auto inner = coder->decodeObject<std::string>("root", "Outer", [](const KeyedUnarchiver& outer) {
-        EXPECT_EQ(outer.decodeInteger("n"), -7);
-        EXPECT_TRUE(outer.decodeBool("flag"));
-        EXPECT_EQ(outer.decodeInteger("missing"), 0);
-        return outer.decodeObject<std::string>("inner", "Base", [](const KeyedUnarchiver& nested) {
-            return std::optional(*nested.decodeObject("text")->asString());
-        });
-    });
-    EXPECT_EQ(inner, "deep");
-    EXPECT_FALSE(coder->decodeObject<int>("root", "Other", [](const KeyedUnarchiver&) { return std::optional(1); }));
-}
-
 TEST(KeyedUnarchiver, ReadsAHandMadeXMLArchive) {
     // 1: NSMutableDictionary {"list": NSMutableArray ["a", 5], "s": NSString "t", "nothing": $null}
     const std::string objects =

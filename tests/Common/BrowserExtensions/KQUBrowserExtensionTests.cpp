@@ -149,7 +149,10 @@ TEST(KQUBrowserExtension, ArchiveLayout) {
     const kq::Data data = KQUBrowserExtension::create(fullChromeDictionary())->archivedData();
     auto plist = kq::PropertyList::read(data);
     ASSERT_TRUE(plist);
+    EXPECT_EQ(*plist->asDictionary()->objectForKey("$archiver"), Value("NSKeyedArchiver"));
+    EXPECT_EQ(*plist->asDictionary()->objectForKey("$version"), Value(100000));
     const kq::Array& objects = *plist->asDictionary()->objectForKey("$objects")->asArray();
+    EXPECT_EQ(objects.at(0), Value("$null"));
     const auto at = [&](const Value& reference) -> const Value& {
         return objects.at(*kq::PropertyList::UIDValue(reference));
     };
