@@ -1,7 +1,8 @@
-// Times the Chrome extensions reader on a generated profile (300 extensions,
-// a ~20 MB Preferences file, icons, catalogues and leftovers) against the
-// least any reader must do: parse that Preferences file once and every
-// manifest.json with the JSON reader, in the same run. Target: ratio <= 2.
+// Times a Chrome scan (the scanner's own loop, records made) of a generated
+// Mac home folder (300 extensions, a ~20 MB Preferences file, icons,
+// catalogues and leftovers) against the least any reader must do: parse that
+// Preferences file once and every manifest.json with the JSON reader, in the
+// same run. Target: ratio <= 2.
 //
 //   ExtensionsScanBenchmark [EXTENSIONS [PREFERENCES_MB [PARENT_FOLDER]]]
 //   (defaults: 300 extensions, 20 MB, under /dev/shm or $TMPDIR)
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,6 +20,7 @@
 #include "KQFoundation/NSDictionary+KQValueTypeChecking.h"
 #include "KQFoundation/NSObject+JSON.h"
 #include "KQFoundation/System/FileManager.h"
+#include "KQFoundation/System/FileSystemLayout.h"
 #include "Support/BenchmarkSupport.h"
 
 namespace {
@@ -72,7 +75,7 @@ struct Profile {
 
 Profile generate(const std::string& root, std::size_t count, std::size_t megabytes) {
     Profile profile;
-    const fs::path data = fs::path(root) / "Google/Chrome";
+    const fs::path data = fs::path(root) / "Users/bench/Library/Application Support/Google/Chrome";
     const fs::path extensions = data / "Default/Extensions";
     profile.extensionsFolder = extensions.string();
     std::string preferences = "{\"extensions\":{\"settings\":{";
@@ -120,16 +123,15 @@ int main(int argc, char** argv) {
     const double generation = kqbench::seconds([&] { profile = generate(root, count, megabytes); });
     const kq::FileManager& files = kq::FileManager::defaultManager();
 
+    kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(root, root + "/Users/bench"));
     std::size_t named = 0, fromStore = 0, preferenceReads = 0;
     auto scan = [&] {
         KQUBrowserExtensionsScanner scanner;
-        named = fromStore = 0;
-        for (const std::string& entry : files.contentsOfDirectoryAtPath(profile.extensionsFolder)) {
-            const auto item =
-                scanner.chromeExtensionDictionaryWithURL(kq::URL::fileURLWithPath(profile.extensionsFolder + "/" + entry, true));
-            named += item.contains("name");
-            fromStore += item.integerValueForKey("sourceType", 0) == 2;
-        }
+        const auto records = scanner.scanBrowserExtensionsOfType(KQUBrowserExtensionTypeChrome);
+        named = records ? records->size() : 0;
+        fromStore = 0;
+        for (const auto& record : records.value_or(std::vector<KQUBrowserExtension>{}))
+            fromStore += record.sourceType() == KQUBrowserExtensionSourceKindStore && record.icon().has_value();
         preferenceReads = scanner.chromePreferencesReadCount();
     };
     std::size_t parsed = 0;
@@ -163,7 +165,7 @@ int main(int argc, char** argv) {
                 static_cast<double>(profile.preferencesBytes) / (1024.0 * 1024.0), parent.c_str(), generation);
     std::printf("Chrome scan %.3f s   JSON reader alone %.3f s   ratio %.2f (target <= 2.00)\n", scanTime, jsonTime,
                 scanTime / jsonTime);
-    std::printf("records with a name %zu, from the store %zu, preference files parsed %zu, JSON documents %zu\n", named,
+    std::printf("records %zu, from the store with an icon %zu, preference files parsed %zu, JSON documents %zu\n", named,
                 fromStore, preferenceReads, parsed);
     fs::remove_all(root);
     return named == count && preferenceReads == 1 && parsed == count + 1 ? 0 : 1;
