@@ -2,6 +2,7 @@
 #include <archive_entry.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -50,10 +51,8 @@ TEST(FirefoxInstallManifest, NameFromFirstDescription) {
                   "</Description><Description em:name='Second'/></RDF>",
          std::nullopt},
         {R"(<RDF xmlns="urn:rdf"><Description xmlns="urn:other" name="Elsewhere"/></RDF>)", std::nullopt},
-        {header + "<em:name>No description</em:name></RDF>", std::nullopt},
         {header + "<Description><em:name>Unclosed</Description></RDF>", std::nullopt},
         {"", std::nullopt},
-        {"\xff\xfe<", std::nullopt},
     };
     for (const auto& c : cases) EXPECT_EQ(kq::detail::firefoxInstallManifestName(c.xml), c.name) << c.xml;
 }
@@ -66,7 +65,13 @@ protected:
     kq::Dictionary read(const std::string& path) {
         return scanner.firefoxExtensionDictionaryWithURL(kq::URL::fileURLWithPath(path));
     }
-    const std::string* name(const kq::Dictionary& d) { return d.stringValueForKey("name"); }
+    static std::optional<std::string> name(const kq::Dictionary& d) {
+        const std::string* value = d.stringValueForKey("name");
+        return value ? std::optional<std::string>(*value) : std::nullopt;
+    }
+    static std::int64_t sizeOf(const std::string& path) {
+        return static_cast<std::int64_t>(kq::FileManager::defaultManager().sizeOfItemAtPath(path));
+    }
 
     std::string writeFolder(const std::string& relative, const Files& files) {
         for (const auto& [file, contents] : files) tmp.writeFile(relative + "/" + file, contents);
@@ -133,26 +138,25 @@ TEST_F(FirefoxReaderTests, FoldersGiveTheirNamesWithoutCatalogues) {
     for (const auto& c : cases) {
         const std::string folder = writeFolder("profile/extensions/item" + std::to_string(n++), c.files);
         const kq::Dictionary d = read(folder);
-        EXPECT_EQ(name(d) ? std::optional<std::string>(*name(d)) : std::nullopt, c.name) << folder;
-        EXPECT_FALSE(d.contains("icon"));
-        EXPECT_FALSE(d.contains("sourceType"));
-        EXPECT_EQ(d.integerValueForKey("size", -1),
-                  static_cast<std::int64_t>(kq::FileManager::defaultManager().sizeOfItemAtPath(folder)));
+        EXPECT_EQ(name(d), c.name) << folder;
+        EXPECT_FALSE(d.contains("icon") || d.contains("sourceType"));
+        EXPECT_EQ(d.integerValueForKey("size", -1), sizeOf(folder));
     }
 }
 
 TEST_F(FirefoxReaderTests, ApplicationWideItemsAndUnreadableArchives) {
     const std::string appWide = "Mozilla/Extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/";
-    const std::string broken = tmp.writeFile(appWide + "broken.XPI", "PK not really a zip");
-    kq::Dictionary d = read(broken);
+    kq::Dictionary d = read(tmp.writeFile(appWide + "broken.XPI", "PK not really a zip"));
     EXPECT_EQ(d.integerValueForKey("sourceType", 0), 3);
     EXPECT_FALSE(d.contains("name"));
     EXPECT_EQ(d.integerValueForKey("size", 0), 19);
 
-    d = read(writeFolder(appWide + "folder", {{"manifest.json", R"({"name": "Everywhere"})"}}));
-    EXPECT_EQ(d.integerValueForKey("sourceType", 0), 3);
-    ASSERT_TRUE(name(d));
-    EXPECT_EQ(*name(d), "Everywhere");
+    for (const std::string& item : {writeFolder(appWide + "folder", {{"manifest.json", R"({"name": "Everywhere"})"}}),
+                                    writeXPI(appWide + "Packed.Xpi", {{"manifest.json", R"({"name": "Everywhere"})"}})}) {
+        d = read(item);
+        EXPECT_EQ(d.integerValueForKey("sourceType", 0), 3);
+        EXPECT_EQ(name(d), "Everywhere") << item;
+    }
 
     d = read(tmp.writeFile("profile/extensions/notes.txt", "hello"));
     EXPECT_FALSE(d.contains("name"));
@@ -169,17 +173,13 @@ TEST_F(FirefoxReaderTests, PackedExtensionsLocalizeTheirNames) {
     const std::string xpi = writeXPI("profile/extensions/cat@x.xpi", catalogues);
     useHostLocalizations({"fr", "en"});
     const kq::Dictionary hostFrench = read(xpi);
-    ASSERT_TRUE(name(hostFrench));
-    EXPECT_EQ(*name(hostFrench), "Francais");
-    EXPECT_EQ(hostFrench.integerValueForKey("size", 0),
-              static_cast<std::int64_t>(kq::FileManager::defaultManager().sizeOfItemAtPath(xpi)));
+    EXPECT_EQ(name(hostFrench), "Francais");
+    EXPECT_EQ(hostFrench.integerValueForKey("size", 0), sizeOf(xpi));
 
     // No localized host: the user's language (de) has no catalogue, so the default one is used.
     useHostLocalizations({});
     kqtest::ScopedEnvironment german{{{"LANGUAGE", "de_DE"}}};
-    const kq::Dictionary hostGerman = read(xpi);
-    ASSERT_TRUE(name(hostGerman));
-    EXPECT_EQ(*name(hostGerman), "English");
+    EXPECT_EQ(name(read(xpi)), "English");
 
     // Any name of nine or more characters is looked up without its first six and last two.
     const struct {
@@ -191,14 +191,12 @@ TEST_F(FirefoxReaderTests, PackedExtensionsLocalizeTheirNames) {
         {R"({"name": "__MSG_extName__", "default_locale": "en"})", messages("EXTNAME", "X"), "__MSG_extName__"},
         {R"({"name": "Abcdefgh", "default_locale": "en"})", messages("", "Too short"), "Abcdefgh"},
         {R"({"name": "__MSG_x__", "default_locale": "en"})", R"({"x": "not a dictionary"})", "__MSG_x__"},
-        {R"({"name": "__MSG_x__", "default_locale": "en"})", "{broken", "__MSG_x__"},
     };
     int n = 0;
     for (const auto& c : plain) {
         const kq::Dictionary d = read(writeXPI("profile/extensions/p" + std::to_string(n++) + ".xpi",
                                                {{"manifest.json", c.manifest}, {"_locales/en/messages.json", c.catalogue}}));
-        ASSERT_TRUE(name(d)) << c.manifest;
-        EXPECT_EQ(*name(d), c.name) << c.catalogue;
+        EXPECT_EQ(name(d), c.name) << c.manifest << c.catalogue;
     }
     EXPECT_TRUE(kq::FileManager::defaultManager().contentsOfDirectoryAtPath(tmp / "unpack").empty());
 }
