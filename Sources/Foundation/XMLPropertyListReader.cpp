@@ -2,24 +2,16 @@
 // (UTF-8, UTF-16 by byte-order mark or declaration), entities and CDATA. The
 // document tree is walked with a depth bound; no network or external entity
 // is ever loaded.
-#include <libxml/parser.h>
-#include <libxml/tree.h>
-
 #include <charconv>
-#include <climits>
 #include <cmath>
 #include <cstdint>
-#include <memory>
 
 #include "Foundation/PropertyListCoding.h"
+#include "Foundation/XMLParsing.h"
 #include "KQFoundation/Foundation/Base64.h"
 
 namespace kq::plist {
 namespace {
-
-struct DocumentDeleter {
-    void operator()(xmlDoc* doc) const { xmlFreeDoc(doc); }
-};
 
 bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
@@ -184,14 +176,7 @@ private:
 }  // namespace
 
 std::optional<Value> readXML(std::string_view bytes) {
-    if (bytes.size() > static_cast<std::size_t>(INT_MAX)) return std::nullopt;
-    // libxml2 sets up its globals on first use; do it once, before threads race to.
-    static const bool initialised = (xmlInitParser(), true);
-    (void)initialised;
-    // No network, no errors printed; external entities are never substituted.
-    const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-    std::unique_ptr<xmlDoc, DocumentDeleter> doc(
-        xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, options));
+    auto doc = detail::parseXML(bytes);
     if (!doc) return std::nullopt;
     return XMLReader().read(doc.get());
 }

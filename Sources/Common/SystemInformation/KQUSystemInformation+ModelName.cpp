@@ -2,8 +2,6 @@
 // background: GET <service>/sp/product?cc=<serial number from its 9th character>,
 // whose XML reply names the model in its root's first "configCode" child.
 #include <curl/curl.h>
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 
 #include <mutex>
 #include <thread>
@@ -11,6 +9,7 @@
 #include "Foundation/UnicodeText.h"
 #include "KQFoundation/KQUSystemInformation.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
+#include "KQFoundation/NSXMLNode+KQFoundation.h"
 #include "SystemInformationState.h"
 
 namespace state = kq::systeminformation;
@@ -22,10 +21,7 @@ constexpr long kRequestTimeoutSeconds = 60;
 
 void initializeLibrariesOnce() {
     static std::once_flag once;
-    std::call_once(once, [] {
-        curl_global_init(CURL_GLOBAL_DEFAULT);
-        xmlInitParser();
-    });
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
 
 std::size_t appendToString(char* bytes, std::size_t size, std::size_t count, void* userData) {
@@ -51,22 +47,10 @@ std::optional<std::string> fetch(const std::string& url) {
 }
 
 std::optional<std::string> firstConfigCode(const std::string& reply) {
-    xmlDocPtr document = xmlReadMemory(reply.data(), static_cast<int>(reply.size()), "product.xml", nullptr,
-                                       XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
-    if (!document) return std::nullopt;
-    std::optional<std::string> name;
-    if (xmlNodePtr root = xmlDocGetRootElement(document)) {
-        for (xmlNodePtr child = root->children; child; child = child->next) {
-            if (child->type != XML_ELEMENT_NODE || xmlStrcmp(child->name, BAD_CAST "configCode") != 0) continue;
-            if (xmlChar* content = xmlNodeGetContent(child)) {
-                name = reinterpret_cast<const char*>(content);
-                xmlFree(content);
-            }
-            break;
-        }
-    }
-    xmlFreeDoc(document);
-    return name;
+    const auto document = kq::XMLDocument::create(reply);
+    const kq::XMLElement* code = document ? document->rootElement()->elementForName("configCode") : nullptr;
+    if (!code) return std::nullopt;
+    return code->stringValue();
 }
 
 void lookUpMarketingName(std::uint64_t generation) {

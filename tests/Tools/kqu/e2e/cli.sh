@@ -52,7 +52,7 @@ help=$(check_stdout "--help" 0 "$kqu" --help)
 expect_subcommand_list "--help" "$help"
 expect_contains "--help" "$help" "--quiet"
 listed=$(sed -n '/^Subcommands:/,$p' <<<"$help" | awk 'NR > 1 { if (!NF) exit; print $1 }' | xargs)
-[ "$listed" = "$subcommands" ] || fail "--help lists '$listed'"
+[ "$listed" = "$(xargs <<<"$subcommands")" ] || fail "--help lists '$listed'"
 for name in $subcommands; do
     check "$name --help" 0 "$kqu" "$name" --help >/dev/null
 done
