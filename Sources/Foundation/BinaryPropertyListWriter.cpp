@@ -72,6 +72,14 @@ private:
 
     /// Adds the value (and what it holds) and gives its object number.
     std::optional<std::uint64_t> add(const Value& v, std::size_t depth) {
+        if (auto uid = PropertyList::UIDValue(v)) {
+            // A keyed archive's reference: its own marker, not a dictionary.
+            std::string bytes;
+            const std::size_t n = bytesFor(*uid);
+            bytes += static_cast<char>(0x80 | (n - 1));
+            appendBigEndian(bytes, *uid, n);
+            return unique(std::move(bytes));
+        }
         if (v.isArray() || v.isDictionary()) {
             if (depth >= PropertyList::kMaximumDepth) return std::nullopt;
             const std::uint64_t number = objects_.size();
@@ -104,8 +112,13 @@ private:
         }
         auto bytes = scalar(v);
         if (!bytes) return std::nullopt;
-        auto [it, added] = unique_.try_emplace(*bytes, objects_.size());
-        if (added) objects_.push_back({std::move(*bytes), {}});
+        return unique(std::move(*bytes));
+    }
+
+    /// The number of the scalar with these bytes, stored once.
+    std::uint64_t unique(std::string bytes) {
+        auto [it, added] = unique_.try_emplace(bytes, objects_.size());
+        if (added) objects_.push_back({std::move(bytes), {}});
         return it->second;
     }
 

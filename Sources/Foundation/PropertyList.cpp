@@ -96,4 +96,17 @@ bool PropertyList::writeFile(std::string_view path, const Value& value, Property
     return detail::writeFileAtomically(path, bytes, error);
 }
 
+Value PropertyList::UID(std::uint32_t n) {
+    return Dictionary{{"CF$UID", Value(static_cast<unsigned long long>(n))}};
+}
+
+std::optional<std::uint32_t> PropertyList::UIDValue(const Value& value) {
+    const Dictionary* dictionary = value.asDictionary();
+    if (!dictionary || dictionary->size() != 1) return std::nullopt;
+    const Value* n = dictionary->objectForKey("CF$UID");
+    if (!n || !n->isInteger() || n->isLargeUnsigned() || n->integerValue() < 0 || n->integerValue() > UINT32_MAX)
+        return std::nullopt;
+    return static_cast<std::uint32_t>(n->integerValue());
+}
+
 }  // namespace kq

@@ -51,6 +51,14 @@ public:
     /// Writes atomically (temporary file, then rename).
     static bool writeFile(std::string_view path, const Value& value,
                           PropertyListFormat format = PropertyListFormat::XML, std::error_code* error = nullptr);
+
+    /// A keyed archive's object reference (UID). It is held as the one-key
+    /// dictionary {"CF$UID": n}, its XML form: the binary reader turns a UID
+    /// (marker 0x8n) into that dictionary, and the binary writer writes any
+    /// such dictionary whose value is an integer from 0 to 2^32-1 as a UID.
+    static Value UID(std::uint32_t n);
+    /// The reference held by a UID value; nullopt for anything else.
+    static std::optional<std::uint32_t> UIDValue(const Value& value);
 };
 
 }  // namespace kq

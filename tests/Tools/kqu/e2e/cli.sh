@@ -6,6 +6,7 @@ subcommands="
 apps
 components
 crc32
+extensions
 format-size
 gunzip
 gzip
