@@ -16,6 +16,7 @@
 #include "KQFoundation/NSFileManager+KQFoundation.h"
 #include "KQFoundation/System/FileManager.h"
 #include "Support/ScopedEnvironment.h"
+#include "Support/ScopedLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -39,12 +40,14 @@ TEST(FirefoxInstallManifest, NameFromFirstDescription) {
         std::string xml;
         std::optional<std::string> name;
     } cases[] = {
-        {header + "<Description about='urn:x'><em:id>a@b</em:id><em:name>Child <b>bold</b></em:name></Description></RDF>",
+        {header + "<Description about='urn:x'><em:id>a@b</em:id><em:name>Child <b>bold</b></em:name>"
+                  "</Description></RDF>",
          "Child bold"},
         {header + "<Description em:name='From attribute'/></RDF>", "From attribute"},
         {header + "<Description em:name='attr'><em:name>element</em:name></Description></RDF>", "element"},
         // Prefixed root: the namespace decides, not the prefix.
-        {R"(<r:RDF xmlns:r="urn:rdf" xmlns:em="urn:em"><r:Description><em:name>Prefixed</em:name></r:Description></r:RDF>)",
+        {R"(<r:RDF xmlns:r="urn:rdf" xmlns:em="urn:em"><r:Description><em:name>Prefixed</em:name>)"
+         "</r:Description></r:RDF>",
          "Prefixed"},
         // Only the first description counts; nested ones are not looked at.
         {header + "<Description><em:targetApplication><Description em:name='Host'/></em:targetApplication>"
@@ -151,8 +154,8 @@ TEST_F(FirefoxReaderTests, ApplicationWideItemsAndUnreadableArchives) {
     EXPECT_FALSE(d.contains("name"));
     EXPECT_EQ(d.integerValueForKey("size", 0), 19);
 
-    for (const std::string& item : {writeFolder(appWide + "folder", {{"manifest.json", R"({"name": "Everywhere"})"}}),
-                                    writeXPI(appWide + "Packed.Xpi", {{"manifest.json", R"({"name": "Everywhere"})"}})}) {
+    const Files files = {{"manifest.json", R"({"name": "Everywhere"})"}};
+    for (const std::string& item : {writeFolder(appWide + "folder", files), writeXPI(appWide + "Packed.Xpi", files)}) {
         d = read(item);
         EXPECT_EQ(d.integerValueForKey("sourceType", 0), 3);
         EXPECT_EQ(name(d), "Everywhere") << item;
@@ -194,8 +197,8 @@ TEST_F(FirefoxReaderTests, PackedExtensionsLocalizeTheirNames) {
     };
     int n = 0;
     for (const auto& c : plain) {
-        const kq::Dictionary d = read(writeXPI("profile/extensions/p" + std::to_string(n++) + ".xpi",
-                                               {{"manifest.json", c.manifest}, {"_locales/en/messages.json", c.catalogue}}));
+        const Files files = {{"manifest.json", c.manifest}, {"_locales/en/messages.json", c.catalogue}};
+        const kq::Dictionary d = read(writeXPI("profile/extensions/p" + std::to_string(n++) + ".xpi", files));
         EXPECT_EQ(name(d), c.name) << c.manifest << c.catalogue;
     }
     EXPECT_TRUE(kq::FileManager::defaultManager().contentsOfDirectoryAtPath(tmp / "unpack").empty());
@@ -221,6 +224,32 @@ TEST_F(FirefoxReaderTests, PackedExtensionsCollectIcons) {
                          {"Button.png", kPNG}, {"Icon.png", kPNG}}),
               1u);
     EXPECT_EQ(iconCount({{"manifest.json", manifest + R"(, "icons": {"48": ""}})"}, {"Picture.png", kPNG}}), 0u);
+}
+
+TEST_F(FirefoxReaderTests, ScanOfAMacTreeGivesFirefoxRecords) {
+    const std::string support = "Users/alex/Library/Application Support/";
+    const std::string appWide = support + "Mozilla/Extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/";
+    writeXPI(appWide + "shared@x.xpi",
+             {{"manifest.json", R"({"name": "Shared", "icons": {"32": "i.png"}})"}, {"i.png", kPNG}});
+    tmp.writeFile(appWide + "nameless.xpi", "broken");
+    writeFolder(support + "Firefox/Profiles/p1.default/extensions/own@x", {{"package.json", R"({"name": "Own"})"}});
+    kqtest::ScopedLayout layout(tmp.path(), tmp / "Users/alex");
+
+    const auto records = scanner.scanBrowserExtensionsOfType(KQUBrowserExtensionTypeFirefox);
+    ASSERT_TRUE(records);
+    ASSERT_EQ(records->size(), 2u);
+    EXPECT_EQ((*records)[0].name(), "Shared");
+    EXPECT_EQ((*records)[0].sourceType(), KQUBrowserExtensionSourceKindApplicationWide);
+    ASSERT_TRUE((*records)[0].icon());
+    EXPECT_EQ((*records)[0].icon()->representations().size(), 1u);
+    EXPECT_EQ((*records)[1].name(), "Own");
+    EXPECT_EQ((*records)[1].sourceType(), KQUBrowserExtensionSourceKindUnknown);
+    for (const auto& record : *records) {
+        EXPECT_EQ(record.type(), KQUBrowserExtensionTypeFirefox);
+        EXPECT_EQ(record.browser(), "Firefox");
+        EXPECT_EQ(record.permissionsInfo(), KQUBrowserExtentionPermissionsInfo());
+        EXPECT_FALSE(record.leftovers());
+    }
 }
 
 }  // namespace
