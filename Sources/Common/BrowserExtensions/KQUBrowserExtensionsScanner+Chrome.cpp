@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Common/BrowserExtensions/ExtensionFiles.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Graphics/Image.h"
 #include "KQFoundation/KQUBrowserExtensionsScanner.h"
@@ -26,20 +27,8 @@ constexpr const char* kDefaultLocaleKey = "default_locale";
 
 kq::FileManager& files() { return kq::FileManager::defaultManager(); }
 
-/// The file's text when it is readable UTF-8 (a file that is not gives nothing, as a failed read).
-std::optional<std::string> readUTF8Text(const std::string& path) {
-    auto bytes = files().contentsAtPath(path);
-    if (!bytes) return std::nullopt;
-    std::string text(bytes->begin(), bytes->end());
-    if (!kq::isValidUTF8(text)) return std::nullopt;
-    return text;
-}
-
-std::optional<kq::Dictionary> readJSONObject(const std::string& path) {
-    auto text = readUTF8Text(path);
-    if (!text) return std::nullopt;
-    return kq::Dictionary::dictionaryWithJSONString(*text);
-}
+using kq::detail::readJSONObject;
+using kq::detail::readUTF8Text;
 
 /// The platform's uppercaseString (full Unicode mapping, so "ß" becomes "SS").
 std::string uppercased(std::string_view text) {

@@ -4,6 +4,7 @@
 
 #include "Common/BrowserExtensions/FirefoxInstallManifest.h"
 #include "Foundation/UnicodeText.h"
+#include "Common/BrowserExtensions/ExtensionFiles.h"
 #include "KQFoundation/Foundation/Bundle.h"
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/PathUtilities.h"
@@ -21,20 +22,8 @@ namespace {
 // Firefox's application id.
 constexpr std::string_view kFirefoxApplicationID = "{ec8030f7-c20a-464f-9b0e-13a3a9e97384}";
 
-/// The file as UTF-8 text; nullopt when it cannot be read or is not UTF-8.
-std::optional<std::string> readUTF8Text(const std::string& path) {
-    auto bytes = kq::FileManager::defaultManager().contentsAtPath(path);
-    if (!bytes) return std::nullopt;
-    std::string text(bytes->begin(), bytes->end());
-    if (!kq::isValidUTF8(text)) return std::nullopt;
-    return text;
-}
-
-std::optional<kq::Dictionary> readJSONObject(const std::string& path) {
-    auto text = readUTF8Text(path);
-    if (!text) return std::nullopt;
-    return kq::Dictionary::dictionaryWithJSONString(*text);
-}
+using kq::detail::readJSONObject;
+using kq::detail::readUTF8Text;
 
 /// The language whose message catalogue an add-on shows in this host: the
 /// main bundle's preferred localization, or the user's language when the host
