@@ -77,18 +77,9 @@ TEST_F(KQUFileSizeTests, UnitNamesAreBoundedToTheEightUnits) {
 
 TEST_F(KQUFileSizeTests, CompactStringsJumpByThePrecisionRule) {
     const std::pair<std::uint64_t, const char*> rows[] = {
-        {0, "0 bytes"},
-        {500, "500 bytes"},
-        {600, "1 KB"},
-        {30720, "30 KB"},
-        {102400, "0.1 MB"},
-        {1048576, "1 MB"},
-        {1572864, "2 MB"},
-        {524288000, "500 MB"},
-        {629145600, "1 GB"},
-        {1073741824, "1.0 GB"},
-        {1610612736, "1.5 GB"},
-        {1649267441664, "1.5 TB"},
+        {0, "0 bytes"},          {500, "500 bytes"},   {600, "1 KB"},          {30720, "30 KB"},
+        {102400, "0.1 MB"},      {1048576, "1 MB"},    {1572864, "2 MB"},      {524288000, "500 MB"},
+        {629145600, "1 GB"},     {1073741824, "1.0 GB"}, {1610612736, "1.5 GB"}, {1649267441664, "1.5 TB"},
         {UINT64_MAX, "16777216.0 TB"},
     };
     for (const auto& [bytes, expected] : rows) EXPECT_EQ(kq::compactFileSizeString(bytes, true, true), expected) << bytes;
@@ -153,25 +144,13 @@ TEST(LocalizedNumberFormatTests, HonoursOnlyOneNumericConversion) {
         std::optional<std::string> expected;
     };
     const Row rows[] = {
-        {"%u", (1ull << 32) + 7, "7"},
-        {"%d", 0xFFFFFFFFull, "-1"},
-        {"%hu", 65537ull, "1"},
-        {"%lu", (1ull << 32) + 7, "4294967303"},
-        {"%lld", UINT64_MAX, "-1"},
-        {"%x", 255ull, "ff"},
-        {"%05.1f", 1.5, "001.5"},
-        {"%-4u|", 7ull, "7   |"},
-        {"%'u", 1234567ull, "1234567"},
-        {"%.2f", 3ull, "3.00"},
-        {"%Lf", 0.5, "0.500000"},
-        {"%u", 3.9, "3"},
-        {"%u", -1.0, "0"},
-        {"%d", -5.7, "-5"},
-        {"%lld", -1e300, "-9223372036854775808"},
-        {"%lu", 1e300, "18446744073709551615"},
-        {"v.%1.1f", 2.25, "v.2.2"},
-        {"100%% of %u", 3ull, "100% of 3"},
-        {"none", 3ull, "none"},
+        {"%u", (1ull << 32) + 7, "7"},   {"%d", 0xFFFFFFFFull, "-1"},  {"%hu", 65537ull, "1"},
+        {"%lu", (1ull << 32) + 7, "4294967303"},                       {"%lld", UINT64_MAX, "-1"},
+        {"%x", 255ull, "ff"},            {"%05.1f", 1.5, "001.5"},     {"%-4u|", 7ull, "7   |"},
+        {"%'u", 1234567ull, "1234567"},  {"%.2f", 3ull, "3.00"},       {"%Lf", 0.5, "0.500000"},
+        {"%u", 3.9, "3"},                {"%u", -1.0, "0"},            {"%d", -5.7, "-5"},
+        {"%lld", -1e300, "-9223372036854775808"},                      {"%lu", 1e300, "18446744073709551615"},
+        {"v.%1.1f", 2.25, "v.2.2"},      {"100%% of %u", 3ull, "100% of 3"}, {"none", 3ull, "none"},
     };
     for (const Row& row : rows) EXPECT_EQ(formatNumber(row.format, row.number, false), row.expected) << row.format;
     // Anything but one numeric conversion of bounded width is refused.
