@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <fstream>
 #include <string>
 
 #include "KQFoundation/Foundation/KeyedArchiver.h"
@@ -164,7 +163,6 @@ TEST(KeyedArchiver, AgreesWithPythonPlistlib) {
     const std::string scriptPath = directory.writeFile("check.py", script);
     const std::string command = "python3 '" + scriptPath + "' '" + ours + "' '" + theirs + "'";
     ASSERT_EQ(std::system(command.c_str()), 0);
-    std::ifstream in(theirs, std::ios::binary);
-    const kq::Data written((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(KeyedUnarchiver::unarchiveObjectWithData(written), Value(kq::Array{Value("y"), Value(300)}));
+    const std::string written = kqtest::readText(theirs);
+    EXPECT_EQ(KeyedUnarchiver::unarchiveObjectWithData(bytes(written)), Value(kq::Array{Value("y"), Value(300)}));
 }

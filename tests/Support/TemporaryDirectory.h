@@ -26,4 +26,7 @@ private:
     std::string path_;
 };
 
+/// The whole file, or "" when it cannot be read.
+std::string readText(const std::string& path);
+
 }  // namespace kqtest

@@ -1,18 +1,13 @@
 #include "KQFoundation/System/ArchiveExtractor.h"
 
-#include <archive.h>
-#include <archive_entry.h>
 #include <gtest/gtest.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <zlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
+#include "Support/ArchiveWriter.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -20,40 +15,9 @@ namespace {
 namespace fs = std::filesystem;
 using kq::ArchiveFormat;
 
-struct Entry {
-    std::string name;
-    mode_t type = AE_IFREG;
-    std::string contents;  // file data, or a link's target
-    mode_t permissions = 0644;
-    bool hardlink = false;
-};
-
-std::string writeArchive(const std::string& path, ArchiveFormat format, const std::vector<Entry>& entries) {
-    // libarchive converts names through the thread's locale.
-    locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", static_cast<locale_t>(nullptr));
-    locale_t previous = uselocale(utf8);
-    archive* a = archive_write_new();
-    if (format == ArchiveFormat::Zip) archive_write_set_format_zip(a);
-    else archive_write_set_format_xar(a);
-    EXPECT_EQ(archive_write_open_filename(a, path.c_str()), ARCHIVE_OK) << archive_error_string(a);
-    for (const Entry& e : entries) {
-        archive_entry* entry = archive_entry_new();
-        archive_entry_set_pathname_utf8(entry, e.name.c_str());
-        archive_entry_set_filetype(entry, e.type);
-        archive_entry_set_perm(entry, e.permissions);
-        if (e.type == AE_IFLNK) archive_entry_set_symlink(entry, e.contents.c_str());
-        bool hasData = e.type == AE_IFREG;
-        archive_entry_set_size(entry, hasData ? static_cast<la_int64_t>(e.contents.size()) : 0);
-        EXPECT_GE(archive_write_header(a, entry), ARCHIVE_WARN) << e.name << ": " << archive_error_string(a);
-        if (hasData) archive_write_data(a, e.contents.data(), e.contents.size());
-        archive_entry_free(entry);
-    }
-    archive_write_close(a);
-    archive_write_free(a);
-    uselocale(previous);
-    freelocale(utf8);
-    return path;
-}
+using Entry = kqtest::ArchiveEntry;
+using kqtest::readText;
+using kqtest::writeArchive;
 
 // A xar archive written by hand: libarchive's writer cleans up names and
 // refuses odd trees, which is exactly what the hostile cases need to keep.
@@ -106,11 +70,6 @@ std::string rawXar(const std::vector<Entry>& entries) {
     return header + compressed + heap;
 }
 
-std::string read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 const char* formatName(ArchiveFormat f) { return f == ArchiveFormat::Zip ? "zip" : "xar"; }
 
 class ArchiveExtractor : public ::testing::TestWithParam<ArchiveFormat> {
@@ -141,10 +100,10 @@ TEST_P(ArchiveExtractor, ExtractsFilesFoldersAndLinks) {
                           {"Contents/Current", AE_IFLNK, "Resources"},
                           {"Contents/Resources/up", AE_IFLNK, "../Info.plist"},
                           {"Contents/Resources/empty", AE_IFREG, "", 0}}));
-    EXPECT_EQ(read(inner + "/Contents/Info.plist"), "<plist/>");
-    EXPECT_EQ(read(inner + "/Contents/Resources/Icon.png"), big);
-    EXPECT_EQ(read(inner + "/Caf\xC3\xA9.txt"), "utf8");
-    EXPECT_EQ(read(inner + "/Contents/Current/up"), "<plist/>");
+    EXPECT_EQ(readText(inner + "/Contents/Info.plist"), "<plist/>");
+    EXPECT_EQ(readText(inner + "/Contents/Resources/Icon.png"), big);
+    EXPECT_EQ(readText(inner + "/Caf\xC3\xA9.txt"), "utf8");
+    EXPECT_EQ(readText(inner + "/Contents/Current/up"), "<plist/>");
     EXPECT_EQ(fs::read_symlink(inner + "/Contents/Current"), "Resources");
 
     struct stat info {};
@@ -176,7 +135,7 @@ TEST_P(ArchiveExtractor, HostileEntriesFailAndNothingLandsOutside) {
     if (GetParam() == ArchiveFormat::Xar) hostile.push_back({{"device", AE_IFCHR, ""}});
     // The same tree builder, harmless names: this works.
     ASSERT_FALSE(extractRaw({{"ok/", AE_IFDIR, ""}, {"ok/a.txt", AE_IFREG, "fine"}, {"ok/l", AE_IFLNK, "../ok/a.txt"}}));
-    EXPECT_EQ(read(inner + "/ok/l"), "fine");
+    EXPECT_EQ(readText(inner + "/ok/l"), "fine");
     for (std::size_t i = 0; i < hostile.size(); ++i) {
         SCOPED_TRACE(std::string(formatName(GetParam())) + " case " + std::to_string(i));
         fs::remove_all(inner);
@@ -204,7 +163,7 @@ TEST_P(ArchiveExtractor, DamagedOrMissingInputFails) {
     std::string content;
     for (int i = 0; i < 2000; ++i) content += "line " + std::to_string(i) + "\n";
     std::string good = writeArchive(archives / "good", GetParam(), {{"a.txt", AE_IFREG, content}, {"b.txt", AE_IFREG, content}});
-    std::string bytes = read(good);
+    std::string bytes = readText(good);
     std::string truncated = archives.writeFile("truncated", bytes.substr(0, bytes.size() / 2));
     std::string flipped = bytes;
     for (std::size_t i = bytes.size() / 4; i < bytes.size() / 2; ++i) flipped[i] = static_cast<char>(~flipped[i]);
@@ -227,7 +186,7 @@ TEST(ArchiveExtractorXar, HardLinksWithinTheFolder) {
     std::string archive = tmp.writeFile(
         "links.xar", rawXar({{"a", AE_IFREG, "data"}, {"d/", AE_IFDIR, ""}, {"d/b", AE_IFREG, "a", 0644, true}}));
     ASSERT_FALSE(kq::extractArchive(archive, inner, ArchiveFormat::Xar));
-    EXPECT_EQ(read(inner + "/d/b"), "data");
+    EXPECT_EQ(readText(inner + "/d/b"), "data");
     EXPECT_EQ(fs::hard_link_count(inner + "/a"), 2u);
 }
 

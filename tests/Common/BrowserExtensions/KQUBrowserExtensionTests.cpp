@@ -86,7 +86,7 @@ TEST(KQUBrowserExtentionPermissionsInfo, ChromeAPIBits) {
     EXPECT_EQ(Info::APIOptionsWithChromeArray(kq::Array{Value(2), Value(kq::Array{Value("alarms")})}), 0u);
 }
 
-TEST(KQUBrowserExtension, CreateReadsTheScannerDictionary) {
+TEST(KQUBrowserExtension, CreateReadsTheScannerDictionaryAndDescribes) {
     EXPECT_FALSE(KQUBrowserExtension::create({{"type", 3}, {"size", 10}}));
     EXPECT_FALSE(KQUBrowserExtension::create({{"name", 5}}));
 
@@ -113,14 +113,10 @@ TEST(KQUBrowserExtension, CreateReadsTheScannerDictionary) {
     EXPECT_FALSE(bare->leftovers());
     EXPECT_FALSE(bare->icon());
     EXPECT_EQ(bare->browser(), "");
-}
-
-TEST(KQUBrowserExtension, Description) {
-    auto bare = KQUBrowserExtension::create({{"name", "Bare"}});
     EXPECT_EQ(bare->description(), "Bare: (null) ((null))");
-    auto record = KQUBrowserExtension::create(
+    auto listed = KQUBrowserExtension::create(
         {{"name", "X"}, {"URL", kq::URL::fileURLWithPath("/e/x", true)}, {"leftovers", kq::Array{}}});
-    EXPECT_EQ(record->description(), "X: file:///e/x/ ((\n))");  // the empty list prints "(\n)"
+    EXPECT_EQ(listed->description(), "X: file:///e/x/ ((\n))");  // the empty list prints "(\n)"
 }
 
 TEST(KQUBrowserExtension, ArchiveRoundTrip) {

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <archive.h>
-#include <archive_entry.h>
-
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "KQFoundation/KQUBrowserExtensionsScanner.h"
 #include "KQFoundation/System/FileManager.h"
+#include "Support/ArchiveWriter.h"
 #include "Support/ScopedEnvironment.h"
 #include "Support/ScopedLayout.h"
 #include "Support/TemporaryDirectory.h"
@@ -18,24 +16,12 @@ const std::string kPNG{"\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x02\0\0\0\x02\x08\x0
                        "\x9c\x63\xf8\xcf\xc0\0\x44\x60\xe2?\x03\0\x1d\xf0\x03\xfd\xa0\x33\x09\x89\0\0\0\0IEND\xae\x42\x60\x82",
                        74};
 
-/// Writes a xar archive of the (path, contents) files; a path ending in "/" is a folder.
+/// A xar archive of the (path, contents) files; a path ending in "/" is a folder.
 void writeXar(const std::string& path, const std::vector<std::pair<std::string, std::string>>& files) {
-    archive* writer = archive_write_new();
-    ASSERT_EQ(archive_write_set_format_xar(writer), ARCHIVE_OK);
-    ASSERT_EQ(archive_write_open_filename(writer, path.c_str()), ARCHIVE_OK);
-    for (const auto& [name, contents] : files) {
-        archive_entry* entry = archive_entry_new();
-        const bool folder = name.back() == '/';
-        archive_entry_set_pathname(entry, folder ? name.substr(0, name.size() - 1).c_str() : name.c_str());
-        archive_entry_set_filetype(entry, folder ? AE_IFDIR : AE_IFREG);
-        archive_entry_set_perm(entry, folder ? 0755 : 0644);
-        archive_entry_set_size(entry, folder ? 0 : static_cast<la_int64_t>(contents.size()));
-        archive_write_header(writer, entry);
-        if (!folder) archive_write_data(writer, contents.data(), contents.size());
-        archive_entry_free(entry);
-    }
-    archive_write_close(writer);
-    archive_write_free(writer);
+    std::vector<kqtest::ArchiveEntry> entries;
+    for (const auto& [name, contents] : files)
+        entries.push_back({name, name.back() == '/' ? mode_t{AE_IFDIR} : mode_t{AE_IFREG}, contents, 0755});
+    kqtest::writeArchive(path, kq::ArchiveFormat::Xar, entries);
 }
 
 std::string plist(const kq::Value& value) {

@@ -50,25 +50,22 @@ kq::Data bytes(std::string_view text) { return {text.begin(), text.end()}; }
 }  // namespace
 
 TEST(KQUXMLBasedDocument, AcceptsOnlyItsMajorVersionAndAReadableDate) {
-    struct Case {
-        const char* attributes;
+    const std::string date = R"( CreationDate="2015-06-01T10:00:00")";
+    const struct {
+        std::string attributes;
         bool three, two;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {kGood, true, false},
-        {R"(Version="2.7" CreationDate="2015-06-01T10:00:00")", false, true},
-        {R"(Version="3" CreationDate="2015-06-01T10:00:00")", false, false},
-        {R"(Version="3." CreationDate="2015-06-01T10:00:00")", true, false},
-        {R"(Version=" +03.1.4" CreationDate="2015-06-01T10:00:00")", true, false},
-        {R"(Version="3x.1" CreationDate="2015-06-01T10:00:00")", true, false},
-        {R"(Version="x.1" CreationDate="2015-06-01T10:00:00")", false, false},
-        {R"(Version="30000000000000000000.0" CreationDate="2015-06-01T10:00:00")", false, false},
+        {R"(Version="2.7")" + date, false, true},           {R"(Version="3")" + date, false, false},
+        {R"(Version="3.")" + date, true, false},            {R"(Version=" +03.1.4")" + date, true, false},
+        {R"(Version="3x.1")" + date, true, false},          {R"(Version="x.1")" + date, false, false},
+        {R"(Version="30000000000000000000.0")" + date, false, false},
         {R"(Version="3.0" CreationDate="2015-06-01T10:00:00Z")", false, false},
         {R"(Version="3.0" CreationDate="2015-06-01T10:00:00.250")", false, false},
         {R"(Version="3.0")", false, false},
-        {R"(CreationDate="2015-06-01T10:00:00")", false, false},
+        {date, false, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         auto document = documentWith(c.attributes);
         ASSERT_TRUE(document);
         EXPECT_EQ(KQUXMLBasedDocument::initWithXMLDocument<VersionThree>(document.get()) != nullptr, c.three)

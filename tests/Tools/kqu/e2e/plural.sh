@@ -13,15 +13,14 @@ TABLE
 python3 -c 'import sys; open(sys.argv[1], "wb").write("\"[One]%?d files\" = \"%d soubor\";\n\"[Few]%?d files\" = \"%d soubory\";\n\"[Many]%?d files\" = \"%d souborů\";\n".encode("utf-16"))' \
     "$tmp/app/cs.lproj/Localizable.strings"
 
-for row in "ru 0 нет файлов" "ru 1 один файл" "ru 21 21 файл" "ru 3 3 файла" "ru 11 11 файлов" "ru 2.5 2 файла" \
-           "cs 101 101 soubor" "cs 102 102 soubory" "cs 5 5 souborů" "cs 0 0 files"; do
+for row in "ru 0 нет файлов" "ru 21 21 файл" "ru 2.5 2 файла" "cs 102 102 soubory" "cs 0 0 files"; do
     set -- $row
     lang=$1 number=$2; shift 2
     out=$(check_stdout "plural $lang $number" 0 "$kqu" plural --lang "$lang" --bundle "$tmp/app" "%?d files" "$number")
     [ "$out" = "$*" ] || fail "plural --lang $lang $number printed '$out', not '$*'"
 done
 
-for row in "ru 21 [One]" "ru 112 [Many]" "pl 21 [Many]" "pl -1 [One]" "cs 102 [Few]" "en 1 [=1]" "en 2.0 [Many]"; do
+for row in "ru 112 [Many]" "en 1 [=1]" "en 2.0 [Many]"; do
     set -- $row
     out=$(check_stdout "plural --tag $1 $2" 0 "$kqu" plural --lang "$1" --tag "%?d files" "$2")
     [ "$out" = "$3" ] || fail "plural --tag --lang $1 $2 printed '$out', not '$3'"
