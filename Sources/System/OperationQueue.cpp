@@ -61,8 +61,8 @@ void Operation::start() {
     {
         std::lock_guard lock(mutex_);
         state_ = State::done;
+        done_.notify_all();
     }
-    done_.notify_all();
 }
 
 void Operation::cancel() {

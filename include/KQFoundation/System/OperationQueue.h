@@ -27,7 +27,7 @@ namespace kq {
 
 class DispatchQueue;
 
-class KQ_EXPORT Operation : public std::enable_shared_from_this<Operation> {
+class KQ_EXPORT Operation {
 public:
     // A block operation.
     static std::shared_ptr<Operation> create(std::function<void()> block);
