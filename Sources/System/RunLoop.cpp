@@ -18,8 +18,15 @@ namespace kq {
 
 namespace {
 
-double secondsSince1970(Date date) { return date.time_since_epoch().count(); }
-double nowSeconds() { return secondsSince1970(std::chrono::system_clock::now()); }
+double nowSeconds() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+// A date that is not a number counts as now rather than never.
+double secondsSince1970(Date date) {
+    const double seconds = date.time_since_epoch().count();
+    return std::isnan(seconds) ? nowSeconds() : seconds;
+}
+double saneDelay(double seconds) { return seconds > 0 ? seconds : 0; }
 Date dateFromSeconds(double seconds) { return Date(std::chrono::duration<double>(seconds)); }
 
 // A handler that throws must not unwind through libuv's C frames.
@@ -43,7 +50,7 @@ constexpr double kMaxWaitMilliseconds = 24.0 * 3600 * 1000;
 
 Timer::Timer(Date fireDate, double interval, bool repeats, Block block)
     : fireSeconds_(secondsSince1970(fireDate)),
-      interval_(repeats ? std::max(interval, 0.0001) : std::max(interval, 0.0)),
+      interval_(repeats ? (interval > 0.0001 ? interval : 0.0001) : saneDelay(interval)),
       repeats_(repeats),
       block_(std::move(block)) {}
 
@@ -52,7 +59,7 @@ std::shared_ptr<Timer> Timer::create(Date fireDate, double interval, bool repeat
 }
 
 std::shared_ptr<Timer> Timer::scheduledTimer(double seconds, bool repeats, Block block) {
-    auto timer = create(dateFromSeconds(nowSeconds() + std::max(seconds, 0.0)), seconds, repeats,
+    auto timer = create(dateFromSeconds(nowSeconds() + saneDelay(seconds)), seconds, repeats,
                         std::move(block));
     RunLoop::currentRunLoop()->addTimer(timer);
     return timer;
@@ -281,11 +288,13 @@ bool RunLoop::runUntilDate(Date limit) {
     Impl& d = *impl_;
     if (!isCurrent() || d.running) return false;
     d.stopRequested = false;
+    const double until = secondsSince1970(limit);
     bool ran = false;
-    while (!d.stopRequested && std::chrono::system_clock::now() < limit) {
+    // At least one turn, so a limit already passed still handles what is ready.
+    do {
         if (!runOnce(limit)) break;
         ran = true;
-    }
+    } while (!d.stopRequested && nowSeconds() < until);
     d.stopRequested = false;
     return ran;
 }
@@ -349,7 +358,7 @@ void RunLoop::removeReadSource(int fd) {
 }
 
 void RunLoop::performAfterDelay(const void* target, std::function<void()> block, double seconds) {
-    auto timer = Timer::create(dateFromSeconds(nowSeconds() + std::max(seconds, 0.0)), 0, false,
+    auto timer = Timer::create(dateFromSeconds(nowSeconds() + saneDelay(seconds)), 0, false,
                                [block = std::move(block)](Timer&) { block(); });
     timer->scheduled_ = true;
     if (!isCurrent()) {

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <limits>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,6 +77,29 @@ TEST(RunLoop, RepeatingTimerSkipsMissedFirings) {
         EXPECT_LT(timer->fireDate(), in(1));
         timer->invalidate();
         EXPECT_FALSE(loop->runOnce(in(0.5)));
+    });
+}
+
+TEST(RunLoop, NotANumberNeitherHangsNorSpins) {
+    onFreshThread([] {
+        auto loop = RunLoop::currentRunLoop();
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        const kq::Date nanDate{std::chrono::duration<double>(nan)};
+        int once = 0, repeated = 0, delayed = 0;
+        loop->addTimer(Timer::create(nanDate, 0, false, [&](Timer&) { ++once; }));
+        Timer::scheduledTimer(nan, true, [&](Timer& t) {
+            if (++repeated == 3) t.invalidate();
+        });
+        loop->performAfterDelay(nullptr, [&] { ++delayed; }, nan);
+        EXPECT_TRUE(loop->runUntilDate(in(5)));
+        EXPECT_EQ(std::vector<int>({once, repeated, delayed}), std::vector<int>({1, 3, 1}));
+
+        auto pending = Timer::scheduledTimer(60, false, [](Timer&) {});
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_TRUE(loop->runOnce(nanDate));
+        EXPECT_TRUE(loop->runUntilDate(nanDate));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+        pending->invalidate();
     });
 }
 

@@ -52,7 +52,7 @@ public:
     /// source per fd: adding again replaces the callback. False when fd
     /// cannot be watched (a regular file, a closed descriptor).
     bool addReadSource(int fd, std::function<void(int fd)> callback);
-    /// Stops watching fd; the descriptor itself stays open.
+    /// Stops watching fd (do so before closing it); the descriptor stays open.
     void removeReadSource(int fd);
 
     /// Runs `block` after `seconds` unless cancelled with the same target.
