@@ -22,7 +22,8 @@ public:
     /// The calling thread's run loop.
     static std::shared_ptr<RunLoop> currentRunLoop();
     /// The main run loop: the one set with setMainRunLoop, else the run loop
-    /// of the first thread that asks for it.
+    /// of the first thread that asks for it. Once that thread has exited, the
+    /// loop refuses blocks (perform returns false).
     static std::shared_ptr<RunLoop> mainRunLoop();
     static void setMainRunLoop(std::shared_ptr<RunLoop> loop);
 

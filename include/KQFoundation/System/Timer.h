@@ -29,6 +29,7 @@ public:
 
     Date fireDate() const;
     /// Moves the next firing; a date in the past fires on the loop's next turn.
+    /// Any thread; a loop already waiting sees it once woken (RunLoop::perform).
     void setFireDate(Date date);
     double timeInterval() const { return interval_; }
     bool repeats() const { return repeats_; }
@@ -37,8 +38,8 @@ public:
     bool isValid() const { return valid_.load(); }
     /// Stops the timer for good; safe from any thread and from its own block.
     void invalidate();
-    /// Runs the block now; a one-shot timer then becomes invalid, a repeating
-    /// one keeps its schedule.
+    /// Runs the block now, on the loop's thread; a one-shot timer then becomes
+    /// invalid, a repeating one keeps its schedule.
     void fire();
 
 private:
