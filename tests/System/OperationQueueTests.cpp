@@ -12,6 +12,7 @@
 
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/System/RunLoop.h"
 
 namespace {
 
@@ -118,6 +119,44 @@ TEST(OperationQueue, ManyThreadsAddingCompleteEveryOperationExactlyOnce) {
     EXPECT_EQ(counted.completions, 2000);
     EXPECT_EQ(counted.runs, 1600);
     EXPECT_TRUE(queue.operations().empty());
+}
+
+TEST(OperationQueue, MainQueueRunsInOrderOnTheMainThreadWhenItsLoopTurns) {
+    auto loop = kq::RunLoop::mainRunLoop();
+    if (!loop->isCurrent()) kq::RunLoop::setMainRunLoop(loop = kq::RunLoop::currentRunLoop());
+    auto queue = OperationQueue::mainQueue();
+    ASSERT_EQ(queue, OperationQueue::mainQueue());
+    queue->setMaxConcurrentOperationCount(4);
+    EXPECT_EQ(queue->maxConcurrentOperationCount(), 1);
+
+    std::vector<int> order;  // touched on the main thread only
+    std::atomic<int> running{0};
+    bool overlapped = false, offThread = false;
+    auto step = [&](int n) {
+        return [&, n] {
+            overlapped |= ++running > 1;
+            offThread |= !loop->isCurrent();
+            order.push_back(n);
+            --running;
+        };
+    };
+    queue->addOperationWithBlock(step(1));
+    std::thread([&] {
+        queue->addOperationWithBlock(step(2));
+        auto skipped = Operation::create(step(99));
+        skipped->cancel();
+        queue->addOperation(skipped);
+        queue->addOperationWithBlock(step(3));
+    }).join();
+    std::this_thread::sleep_for(50ms);
+    EXPECT_TRUE(order.empty()) << "ran before the main loop turned";
+    EXPECT_EQ(queue->operationCount(), 4u);
+
+    const auto deadline = std::chrono::system_clock::now() + kBound;
+    while (queue->operationCount() > 0 && std::chrono::system_clock::now() < deadline) loop->runOnce(deadline);
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+    EXPECT_FALSE(overlapped);
+    EXPECT_FALSE(offThread);
 }
 
 TEST(OperationQueue, CancelledPendingOperationsCompleteWithoutWaitingForTheirTurn) {
