@@ -39,19 +39,14 @@ out=$(check_stdout "base64 by default" 0 "$kqu" form --field k=abc --field n= --
 grep -q Content-Type "$tmp/stderr" && fail "single-part body with a Content-Type"
 out=$(check_stdout "url encoding" 0 "$kqu" form --encoding url --field "q=a b&c/é" --dump)
 [ "$out" = "q=a%20b%26c%2F%C3%A9" ] || fail "url body: $out"
-out=$(check_stdout "no encoding" 0 "$kqu" form --encoding none --field "q=a b" --dump)
-[ "$out" = "q=a b" ] || fail "plain body: $out"
 out=$(check_stdout "empty form" 0 "$kqu" form --dump)
 [ -z "$out" ] && grep -qx "Content-Length: 0" "$tmp/stderr" || fail "empty form: '$out'"
 
 out=$(check "field without =" 1 "$kqu" form --field novalue --dump)
 expect_contains "field without =" "$out" "expected KEY=VALUE"
 check "neither --dump nor --url" 1 "$kqu" form --field a=b >/dev/null
-check "unknown encoding" 1 "$kqu" form --encoding hex --dump >/dev/null
 out=$(check "missing file" 2 "$kqu" form --file f="$tmp/gone" --dump)
 expect_contains "missing file" "$out" "$tmp/gone: cannot be read"
-out=$(check "folder as file" 2 "$kqu" form --file f="$tmp" --dump)
-expect_contains "folder as file" "$out" "a folder"
 out=$(check "sending" 2 "$kqu" form --field a=b --url http://127.0.0.1:9/)
 expect_contains "sending" "$out" "sending is not available yet"
 
