@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "KQFoundation/Export.h"
 #include "KQFoundation/Foundation/URL.h"

@@ -3,6 +3,7 @@
 // (the platform's NSURLRequest and NSMutableURLRequest), as a plain value.
 // Header fields keep the order they were first set in; their names compare
 // ignoring ASCII case, as HTTP field names do.
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
