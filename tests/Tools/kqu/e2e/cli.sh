@@ -7,6 +7,7 @@ apps
 components
 crc32
 extensions
+form
 format-size
 gunzip
 gzip
