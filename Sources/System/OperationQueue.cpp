@@ -8,6 +8,7 @@
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/System/DispatchQueue.h"
+#include "KQFoundation/System/RunLoop.h"
 
 namespace kq {
 
@@ -148,6 +149,7 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
     int running = 0;
     int maximum = kDefaultMaxConcurrentOperationCount;
     std::shared_ptr<DispatchQueue> pool = DispatchQueue::globalQueue();
+    bool onMainRunLoop = false;  // the main queue: the main loop instead of the pool
 
     // Hands the pool what may start now: cancelled operations at once (they
     // only run their completion block), then others up to the limit.
@@ -174,11 +176,19 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
             }
         }
         for (Start& start : starts) {
-            pool->async([self = shared_from_this(), operation = std::move(start.operation),
-                         counted = start.counted] {
+            auto run = [self = shared_from_this(), operation = start.operation, counted = start.counted] {
                 operation->start();
                 self->done(operation, counted);
-            });
+            };
+            if (!onMainRunLoop) {
+                pool->async(std::move(run));
+            } else if (!RunLoop::mainRunLoop()->perform(run)) {
+                // Nobody will turn that loop again: finish the operation here
+                // without its work, so it still leaves the queue.
+                kq::log("OperationQueue: the main run loop is gone; operation cancelled");
+                start.operation->cancel();
+                run();
+            }
         }
     }
 
@@ -196,6 +206,18 @@ struct OperationQueue::State : std::enable_shared_from_this<OperationQueue::Stat
 OperationQueue::OperationQueue() : state_(std::make_shared<State>()) {}
 
 OperationQueue::~OperationQueue() = default;
+
+std::shared_ptr<OperationQueue> OperationQueue::mainQueue() {
+    // Never destroyed: operations may still be queued on the loop at exit.
+    static auto* const queue = [] {
+        RunLoop::mainRunLoop();
+        auto created = new std::shared_ptr<OperationQueue>(new OperationQueue);
+        (*created)->state_->onMainRunLoop = true;
+        (*created)->state_->maximum = 1;
+        return created;
+    }();
+    return *queue;
+}
 
 void OperationQueue::addOperation(std::shared_ptr<Operation> operation) {
     if (!operation) throw InvalidArgumentException("-[OperationQueue addOperation:]: operation is null");
@@ -234,6 +256,7 @@ int OperationQueue::maxConcurrentOperationCount() const {
 void OperationQueue::setMaxConcurrentOperationCount(int count) {
     {
         std::lock_guard lock(state_->mutex);
+        if (state_->onMainRunLoop) return;
         state_->maximum = count;
     }
     state_->schedule();

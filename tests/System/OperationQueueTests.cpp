@@ -12,6 +12,7 @@
 
 #include "KQFoundation/Foundation/Exceptions.h"
 #include "KQFoundation/Foundation/Log.h"
+#include "KQFoundation/System/RunLoop.h"
 
 namespace {
 
@@ -118,6 +119,32 @@ TEST(OperationQueue, ManyThreadsAddingCompleteEveryOperationExactlyOnce) {
     EXPECT_EQ(counted.completions, 2000);
     EXPECT_EQ(counted.runs, 1600);
     EXPECT_TRUE(queue.operations().empty());
+}
+
+TEST(OperationQueue, MainQueueRunsInOrderOnTheMainThreadWhenItsLoopTurns) {
+    auto loop = kq::RunLoop::mainRunLoop();
+    if (!loop->isCurrent()) kq::RunLoop::setMainRunLoop(loop = kq::RunLoop::currentRunLoop());
+    auto queue = OperationQueue::mainQueue();
+    ASSERT_EQ(queue, OperationQueue::mainQueue());
+    queue->setMaxConcurrentOperationCount(4);
+    EXPECT_EQ(queue->maxConcurrentOperationCount(), 1);
+
+    std::vector<int> order;  // appended on the loop's thread only, one at a time
+    auto step = [&](int n) { return [&, n] { order.push_back(loop->isCurrent() ? n : -n); }; };
+    queue->addOperationWithBlock(step(1));
+    std::thread([&] {
+        queue->addOperationWithBlock(step(2));
+        auto skipped = Operation::create(step(99));
+        skipped->cancel();
+        queue->addOperation(skipped);
+        queue->addOperationWithBlock(step(3));
+    }).join();
+    std::this_thread::sleep_for(20ms);
+    EXPECT_TRUE(order.empty()) << "ran before the main loop turned";
+
+    const auto deadline = std::chrono::system_clock::now() + kBound;
+    while (queue->operationCount() > 0 && std::chrono::system_clock::now() < deadline) loop->runOnce(deadline);
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
 }
 
 TEST(OperationQueue, CancelledPendingOperationsCompleteWithoutWaitingForTheirTurn) {

@@ -14,6 +14,7 @@
 #include <any>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -24,7 +25,12 @@
 
 #include "KQFoundation/Export.h"
 
+class KQUKeyValueObserver;
+
 namespace kq {
+
+class Observable;
+struct KeyValueChange;
 
 using ObjectArguments = std::vector<std::any>;
 
@@ -63,6 +69,14 @@ public:
         return performSelector(selector, ObjectArguments{std::any(std::forward<Arguments>(arguments))...});
     }
 
+    // ---- Category NSObject(KQUKeyValueObserving): NSObject+KQUKeyValueObserving.h/.cpp ----
+    void startObservingObject(
+        Observable* object, std::string_view keyPath, unsigned options,
+        std::function<void(KQUKeyValueObserver&, const Observable&, const std::string&, const KeyValueChange&)>
+            handler);
+    void stopObservingAllObjects();
+    // ---- end of category ----
+
 protected:
     // Registers (or replaces) a method. The callable takes the arguments
     // (const ObjectArguments&), or nothing; it may return void.
@@ -92,6 +106,8 @@ private:
 
     mutable std::mutex mutex_;
     std::unordered_map<std::string, Method> methods_;
+    // Owned by the NSObject(KQUKeyValueObserving) category; not guarded.
+    std::vector<std::shared_ptr<KQUKeyValueObserver>> keyValueObservers_;
 };
 
 }  // namespace kq

@@ -1,7 +1,7 @@
 #pragma once
 // kq::Operation and kq::OperationQueue: units of work with cancellation and a
 // completion block, run on kq::DispatchQueue's shared thread pool with a
-// bounded number at a time.
+// bounded number at a time, or, for the main queue, on the main run loop.
 //
 // An operation runs once. Cancelling marks it; one that has not started then
 // never runs its work, but still finishes and runs its completion block, once
@@ -98,6 +98,14 @@ public:
     static constexpr int kDefaultMaxConcurrentOperationCount = -1;
 
     OperationQueue();
+    // The queue bound to kq::RunLoop::mainRunLoop(): its operations run there
+    // one at a time, in order, each time the main thread turns its run loop,
+    // so they wait until it does (never wait for them on the main thread
+    // without turning the loop). Its concurrency limit is fixed at 1. Once
+    // the main loop's thread has gone, operations are cancelled, so they
+    // still complete. Created on first use (which also settles the main run
+    // loop if nobody has yet) and kept for the life of the process.
+    static std::shared_ptr<OperationQueue> mainQueue();
     // Operations already added still run; nothing waits for them.
     ~OperationQueue();
     OperationQueue(const OperationQueue&) = delete;
