@@ -55,11 +55,11 @@ T saturatingTruncation(double value) {
 }
 
 template <class... Args>
-std::string printed(const std::string& spec, Args... args) {
-    int length = std::snprintf(nullptr, 0, spec.c_str(), args...);
+std::string printed(const std::string& directive, Args... args) {
+    int length = std::snprintf(nullptr, 0, directive.c_str(), args...);
     if (length <= 0) return {};
     std::vector<char> buffer(static_cast<std::size_t>(length) + 1);
-    std::snprintf(buffer.data(), buffer.size(), spec.c_str(), args...);
+    std::snprintf(buffer.data(), buffer.size(), directive.c_str(), args...);
     return std::string(buffer.data(), static_cast<std::size_t>(length));
 }
 
@@ -117,9 +117,9 @@ std::optional<Conversion> parseConversion(std::string_view format, std::size_t& 
 }
 
 std::string applyConversion(const Conversion& c, FormattedNumber number, bool localized) {
-    std::string spec = "%" + c.flags;
-    if (c.width >= 0) spec += std::to_string(c.width);
-    if (c.precision >= 0) spec += "." + std::to_string(c.precision);
+    std::string directive = "%" + c.flags;
+    if (c.width >= 0) directive += std::to_string(c.width);
+    if (c.precision >= 0) directive += "." + std::to_string(c.precision);
     const bool isSigned = c.letter == 'd' || c.letter == 'i';
     const bool isInteger = std::string_view("diuoxX").find(c.letter) != std::string_view::npos;
 
@@ -127,7 +127,7 @@ std::string applyConversion(const Conversion& c, FormattedNumber number, bool lo
         const double real = std::holds_alternative<double>(number)
                                 ? std::get<double>(number)
                                 : static_cast<double>(std::get<std::uint64_t>(number));
-        std::string text = printed(spec + c.letter, real);
+        std::string text = printed(directive + c.letter, real);
         const std::size_t radix = text.find(runtimeRadix());
         if (radix != std::string::npos) text.replace(radix, 1, localized ? decimalSeparator() : ".");
         return text;
@@ -141,15 +141,15 @@ std::string applyConversion(const Conversion& c, FormattedNumber number, bool lo
         bits = std::get<std::uint64_t>(number);
     const bool wide = !c.length.empty() && c.length != "h" && c.length != "hh";
     if (wide) {
-        spec += "ll";
-        spec += c.letter;
-        return isSigned ? printed(spec, static_cast<long long>(bits)) : printed(spec, static_cast<unsigned long long>(bits));
+        directive += "ll";
+        directive += c.letter;
+        return isSigned ? printed(directive, static_cast<long long>(bits)) : printed(directive, static_cast<unsigned long long>(bits));
     }
     // A 32-bit argument: the high half of the number is not seen.
-    spec += c.length;
-    spec += c.letter;
+    directive += c.length;
+    directive += c.letter;
     const auto low = static_cast<std::uint32_t>(bits);
-    return isSigned ? printed(spec, static_cast<int>(low)) : printed(spec, static_cast<unsigned>(low));
+    return isSigned ? printed(directive, static_cast<int>(low)) : printed(directive, static_cast<unsigned>(low));
 }
 
 }  // namespace
