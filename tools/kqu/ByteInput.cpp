@@ -52,7 +52,8 @@ kq::Data readInput(const std::string& file) {
 }
 
 void writeOutput(const kq::Data& data) {
-    if (std::fwrite(data.data(), 1, data.size(), stdout) != data.size() || std::fflush(stdout) != 0)
+    // An empty vector's data() may be null, which fwrite must not be given.
+    if ((!data.empty() && std::fwrite(data.data(), 1, data.size(), stdout) != data.size()) || std::fflush(stdout) != 0)
         throw CommandFailure{kExitInputFailure, std::string("cannot write the output: ") + std::strerror(errno)};
 }
 

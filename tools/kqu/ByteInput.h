@@ -1,5 +1,5 @@
 #pragma once
-// Input and output of the byte-level subcommands (gzip, gunzip, crc32): FILE
+// Input and output of the byte-level subcommands (gzip, gunzip, crc32, rsa, form): FILE
 // or "-" for standard input, raw bytes to standard output.
 #include <cstddef>
 #include <cstdint>

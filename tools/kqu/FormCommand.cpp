@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "ByteInput.h"
 #include "Command.h"
 #include "KQFoundation/NSMutableURLRequest+KQUHTTPForm.h"
 
@@ -95,9 +96,7 @@ const kqu::CommandRegistration registration{{
             request.attachHTTPForm(form);
             for (const auto& [name, value] : request.allHTTPHeaderFields())
                 std::fprintf(stderr, "%s: %s\n", name.c_str(), value.c_str());
-            const kq::Data& body = request.HTTPBody();
-            if (std::fwrite(body.data(), 1, body.size(), stdout) != body.size() || std::fflush(stdout) != 0)
-                throw kqu::CommandFailure{kqu::kExitInputFailure, "form: cannot write the body"};
+            kqu::writeOutput(request.HTTPBody());
             return kqu::kExitSuccess;
         };
     },

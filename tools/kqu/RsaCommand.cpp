@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 
+#include "ByteInput.h"
 #include "Command.h"
 #include "KQFoundation/Foundation/Base64.h"
 #include "KQFoundation/KQUCryptor.h"
@@ -58,7 +59,7 @@ int runRsa(const RsaOptions& options) {
     if (!plain)
         throw kqu::CommandFailure{kqu::kExitInputFailure,
                                   "decryption failed: not encrypted for this key, or with another padding"};
-    std::fwrite(plain->data(), 1, plain->size(), stdout);
+    kqu::writeOutput(*plain);
     return kqu::kExitSuccess;
 }
 
