@@ -51,6 +51,18 @@ kq::Data readInput(const std::string& file) {
     return data;
 }
 
+std::string readInputText(const std::string& file, const std::string& what) {
+    std::string text;
+    try {
+        readInputInPieces(file, std::size_t{1} << 20, [&](const std::uint8_t* bytes, std::size_t n) {
+            text.append(reinterpret_cast<const char*>(bytes), n);
+        });
+    } catch (const CommandFailure& failure) {
+        throw CommandFailure{failure.exitCode, failure.message + " (cannot read the " + what + ")"};
+    }
+    return text;
+}
+
 void writeOutput(const kq::Data& data) {
     // An empty vector's data() may be null, which fwrite must not be given.
     if ((!data.empty() && std::fwrite(data.data(), 1, data.size(), stdout) != data.size()) || std::fflush(stdout) != 0)

@@ -16,6 +16,9 @@ void readInputInPieces(const std::string& file, std::size_t pieceSize,
                        const std::function<void(const std::uint8_t*, std::size_t)>& consume);
 /// The whole input.
 kq::Data readInput(const std::string& file);
+/// The whole input as text; the failure names what was being read
+/// ("KEY.pem: No such file or directory (cannot read the key file)").
+std::string readInputText(const std::string& file, const std::string& what);
 /// Writes the bytes to standard output; a CommandFailure when that fails.
 void writeOutput(const kq::Data& data);
 

@@ -1,11 +1,10 @@
 // kqu install-info: the application's installation record, found, stored,
 // copied to the user's place or removed with the publisher's public key.
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 
+#include "ByteInput.h"
 #include "Command.h"
 #include "JsonOutput.h"
 #include "KQFoundation/KQUCryptor.h"
@@ -25,17 +24,10 @@ struct InstallInfoOptions {
     bool json = false;
 };
 
-std::string readFile(const std::string& path, const char* what) {
-    std::ifstream in(path, std::ios::binary);
-    std::string contents{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (!in.good() && !in.eof()) throw kqu::CommandFailure{kqu::kExitInputFailure, path + ": cannot read the " + what};
-    return contents;
-}
-
 int runInstallInfo(const InstallInfoOptions& options) {
     if (options.fileName.empty() || options.fileName.find('/') != std::string::npos)
         throw kqu::CommandFailure{kqu::kExitUsage, "--file-name takes a bare file name"};
-    const std::string key = readFile(options.keyFile, "public key");
+    const std::string key = kqu::readInputText(options.keyFile, "public key");
     if (!KQUCryptor::create(key, KQUCryptorPaddingPKCS1))
         throw kqu::CommandFailure{kqu::kExitInputFailure, options.keyFile + ": not a PEM RSA public key"};
     auto bundle = options.bundle.empty() ? kq::Bundle::mainBundle() : kq::Bundle::bundleWithPath(options.bundle);
@@ -54,7 +46,7 @@ int runInstallInfo(const InstallInfoOptions& options) {
         return kqu::kExitSuccess;
     }
     if (!options.storeFile.empty()) {
-        const std::string text = readFile(options.storeFile, "record");
+        const std::string text = kqu::readInputText(options.storeFile, "record");
         if (!accessor.storeEncryptedString(text))
             throw kqu::CommandFailure{kqu::kExitInputFailure,
                                       options.storeFile + ": not stored: not a record of this public key, or the "

@@ -5,9 +5,6 @@
 #include <openssl/pem.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -25,18 +22,8 @@ struct RsaOptions {
     std::string file;
 };
 
-/// The whole file ("-" for stdin); a CommandFailure when it cannot be read.
-std::string readInput(const std::string& path, const char* what) {
-    if (path == "-") return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
-    std::ifstream in(path, std::ios::binary);
-    std::string contents{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (!in.good() && !in.eof())
-        throw kqu::CommandFailure{kqu::kExitInputFailure, path + ": cannot read the " + what};
-    return contents;
-}
-
 int runRsa(const RsaOptions& options) {
-    const std::string key = readInput(options.keyFile, "key file");
+    const std::string key = kqu::readInputText(options.keyFile, "key file");
     // The library leaves reading private keys to its host.
     KQUOpenSSLLoad();
     KQUPEMReadBIORSAPrivateKey = &PEM_read_bio_RSAPrivateKey;
@@ -44,7 +31,7 @@ int runRsa(const RsaOptions& options) {
     if (!cryptor)
         throw kqu::CommandFailure{kqu::kExitInputFailure,
                                   options.keyFile + ": no RSA key read (expected a PEM public or private key)"};
-    const std::string input = readInput(options.file, "input");
+    const std::string input = kqu::readInputText(options.file, "input");
     if (options.action == "encrypt") {
         const auto encrypted = cryptor->encryptData(kq::Data(input.begin(), input.end()));
         if (!encrypted)
