@@ -19,11 +19,9 @@ using Entry = kqtest::ArchiveEntry;
 using kqtest::readText;
 using kqtest::writeArchive;
 
-// A xar archive written by hand: libarchive's writer cleans up names and
-// refuses odd trees, which is exactly what the hostile cases need to keep.
+// Written by hand: the writer tidies names and refuses the odd trees hostile cases need.
 std::string rawXar(const std::vector<Entry>& entries) {
     std::string toc = "<?xml version=\"1.0\" encoding=\"UTF-8\"?><xar><toc>", heap;
-    // Hard links name their original by its id.
     auto idOf = [&](const std::string& name) {
         for (std::size_t i = 0; i < entries.size(); ++i)
             if (entries[i].name == name) return std::to_string(i + 1);
@@ -74,13 +72,10 @@ const char* formatName(ArchiveFormat f) { return f == ArchiveFormat::Zip ? "zip"
 
 class ArchiveExtractor : public ::testing::TestWithParam<ArchiveFormat> {
 protected:
-    // The archive lives beside "inner", the folder extracted into, so
-    // anything written outside "inner" shows up in the sandbox listing.
     std::error_code extract(const std::vector<Entry>& entries, const kq::ArchiveExtractionLimits& limits = {}) {
         std::string archive = writeArchive(archives / "test", GetParam(), entries);
         return kq::extractArchive(archive, inner, GetParam(), limits);
     }
-    // Names and trees exactly as given (the writers tidy them up).
     std::error_code extractRaw(const std::vector<Entry>& entries) {
         if (GetParam() == ArchiveFormat::Xar)
             return kq::extractArchive(archives.writeFile("raw.xar", rawXar(entries)), inner, GetParam());
@@ -131,9 +126,7 @@ TEST_P(ArchiveExtractor, HostileEntriesFailAndNothingLandsOutside) {
         {{"sub/", AE_IFDIR, ""}, {"link", AE_IFLNK, "sub"}, {"link/evil", AE_IFREG, "evil"}},
         {{"folder/", AE_IFDIR, ""}, {"folder", AE_IFLNK, "."}},
     };
-    if (GetParam() == ArchiveFormat::Xar) hostile.push_back({{"fifo", AE_IFIFO, ""}});
-    if (GetParam() == ArchiveFormat::Xar) hostile.push_back({{"device", AE_IFCHR, ""}});
-    // The same tree builder, harmless names: this works.
+    if (GetParam() == ArchiveFormat::Xar) hostile.insert(hostile.end(), {{{"fifo", AE_IFIFO, ""}}, {{"device", AE_IFCHR, ""}}});
     ASSERT_FALSE(extractRaw({{"ok/", AE_IFDIR, ""}, {"ok/a.txt", AE_IFREG, "fine"}, {"ok/l", AE_IFLNK, "../ok/a.txt"}}));
     EXPECT_EQ(readText(inner + "/ok/l"), "fine");
     for (std::size_t i = 0; i < hostile.size(); ++i) {

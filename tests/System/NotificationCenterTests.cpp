@@ -45,7 +45,6 @@ TEST(NotificationCenter, DeliversNameSenderAndUserInfoOnThePostingThread) {
     EXPECT_EQ(received.name, "Changed");
     EXPECT_EQ(received.object, &sender);
     EXPECT_EQ(received.userInfo, (kq::Dictionary{{"key", kq::Value(3)}}));
-    EXPECT_EQ(&NotificationCenter::defaultCenter(), &NotificationCenter::defaultCenter());
 }
 
 TEST(NotificationCenter, ChangesDuringDeliveryAreSafe) {
