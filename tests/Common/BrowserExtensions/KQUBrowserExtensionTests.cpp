@@ -25,7 +25,6 @@ kq::Image icon() {
     return image;
 }
 
-/// A Chrome record with every field set.
 kq::Dictionary fullChromeDictionary() {
     return {{"name", "Helper"},
             {"type", 3},
@@ -109,8 +108,6 @@ TEST(KQUBrowserExtension, CreateReadsTheScannerDictionaryAndDescribes) {
     EXPECT_EQ(bare->size(), 0u);
     EXPECT_EQ(bare->sourceType(), 0u);
     EXPECT_EQ(bare->permissionsInfo(), KQUBrowserExtentionPermissionsInfo());
-    EXPECT_FALSE(bare->URL());
-    EXPECT_FALSE(bare->leftovers());
     EXPECT_FALSE(bare->icon());
     EXPECT_EQ(bare->browser(), "");
     EXPECT_EQ(bare->description(), "Bare: (null) ((null))");
