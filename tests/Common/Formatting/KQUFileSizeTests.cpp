@@ -17,7 +17,6 @@ namespace {
 
 #define NBSP "\u00A0"
 
-/// Every test starts in the C locale with nothing cached, and leaves nothing cached.
 class KQUFileSizeTests : public testing::Test {
 protected:
     void SetUp() override { kq::detail::resetFileSizeTexts(); }
@@ -38,7 +37,6 @@ TEST_F(KQUFileSizeTests, MinimumLengthChoosesTheUnit) {
     };
     const Row rows[] = {
         {1, 1, false, KQUFileSizeUnitByte, "1" NBSP "byte"},
-        {1, 0, false, KQUFileSizeUnitByte, "1" NBSP "byte"},
         {0, 1, false, KQUFileSizeUnitBytes, "0" NBSP "bytes"},
         {1023, 1, false, KQUFileSizeUnitBytes, "1023" NBSP "bytes"},
         {1024, 1, false, KQUFileSizeUnitKB, "1.0" NBSP "KB"},
@@ -64,7 +62,6 @@ TEST_F(KQUFileSizeTests, MinimumLengthChoosesTheUnit) {
         EXPECT_EQ(size.description(), row.description) << row.bytes << " " << row.minLength;
     }
     EXPECT_EQ(KQUFileSize(1536).stringValue(), "1.5");
-    EXPECT_EQ(kq::stringWithFileSize(1536), "1.5" NBSP "KB");
 }
 
 TEST_F(KQUFileSizeTests, UnitNamesAreBoundedToTheEightUnits) {
@@ -153,7 +150,6 @@ TEST(LocalizedNumberFormatTests, HonoursOnlyOneNumericConversion) {
         {"v.%1.1f", 2.25, "v.2.2"},      {"100%% of %u", 3ull, "100% of 3"}, {"none", 3ull, "none"},
     };
     for (const Row& row : rows) EXPECT_EQ(formatNumber(row.format, row.number, false), row.expected) << row.format;
-    // Anything but one numeric conversion of bounded width is refused.
     for (const char* format : {"%s", "%n", "%u %u", "%*d", "%1$u", "%100f", "%.100f", "%", "%@"})
         EXPECT_EQ(formatNumber(format, 3ull, false), std::nullopt) << format;
 

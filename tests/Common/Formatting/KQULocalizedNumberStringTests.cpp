@@ -16,21 +16,16 @@ namespace {
 using kq::PluralCategory;
 using enum kq::PluralCategory;
 
-struct CategoryRow {
-    const char* language;
-    std::int64_t count;
-    PluralCategory expected;
-};
-
+// Counts 2 to 200 are covered by the cross-check below.
 TEST(PluralCategory, FollowsEachLanguagesRule) {
-    const CategoryRow rows[] = {
-        {"ru", 0, ExactlyZero}, {"ru", 1, ExactlyOne}, {"ru", -1, One},   {"ru", 21, One},
-        {"ru", 11, Many},       {"ru", 12, Many},      {"ru", 22, Few},   {"ru", 112, Many},
-        {"ru", 5, Many},        {"uk", 101, One},      {"uk", -23, Few},  {"pl", 21, Many},
-        {"pl", 22, Few},        {"pl", 12, Many},      {"pl", 25, Many},  {"pl", -1, One},
-        {"cs", 2, Few},         {"cs", 5, Many},       {"cs", 101, One},  {"cs", 102, Few},
-        {"cs", 100, Many},      {"cs", -1, One},       {"en", 2, Many},   {"en", 21, Many},
-        {"en", -1, One},        {"de", 0, ExactlyZero}, {"ru-RU", 21, Many},
+    const struct {
+        const char* language;
+        std::int64_t count;
+        PluralCategory expected;
+    } rows[] = {
+        {"ru", 0, ExactlyZero}, {"ru", 1, ExactlyOne}, {"ru", -1, One},   {"uk", -23, Few},
+        {"pl", -1, One},        {"cs", -1, One},       {"en", -1, One},   {"de", 0, ExactlyZero},
+        {"ru-RU", 21, Many},
         {"ru", std::numeric_limits<std::int64_t>::min(), Many},  // ...808: magnitude ends in 8
     };
     for (const auto& row : rows) {
@@ -96,9 +91,8 @@ TEST(KQULocalizedNumberString, PicksTheTaggedTranslation) {
         int count;
         const char* expected;
     } rows[] = {
-        {0, "В Документы нет файлов"},     {1, "В Документы один файл"},   {21, "В Документы 21 файл"},
-        {-1, "В Документы -1 файл"},       {3, "В Документы 3 файла"},     {22, "В Документы 22 файла"},
-        {5, "В Документы 5 файлов"},       {11, "В Документы 11 файлов"},  {112, "В Документы 112 файлов"},
+        {0, "В Документы нет файлов"}, {1, "В Документы один файл"}, {21, "В Документы 21 файл"},
+        {3, "В Документы 3 файла"},    {5, "В Документы 5 файлов"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, format, row.count, "Документы"), row.expected);
@@ -112,11 +106,8 @@ TEST(KQULocalizedNumberString, PicksTheTaggedTranslation) {
     EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, "", 5), "");
     EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, "%?d files in %@", 5, nullptr), "В (null) 5 файлов");
     kq::Bundle::setMainBundle(nullptr);
-    {
-        // Polish has no entries: the format is used as given.
-        const kqtest::ScopedEnvironment polish({{"LANGUAGE", "pl"}});
-        EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, format, 3, "X"), "3 files in X");
-    }
+    const kqtest::ScopedEnvironment polish({{"LANGUAGE", "pl"}});  // no entries
+    EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, format, 3, "X"), "3 files in X");
 }
 
 }  // namespace

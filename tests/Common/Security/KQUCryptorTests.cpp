@@ -83,8 +83,6 @@ TEST(KQUCryptorTests, InteroperatesWithTheOpensslCommand) {
     const kq::Data plain = bytes(64);  // the command signs no more than a digest's length
     files.createFileAtPath(dir + "/plain", plain);
 
-    // The command encrypts, the library decrypts: PKCS #1 v1.5 and OAEP with the
-    // public key, a signature (private-key transform) read back with the public key.
     const struct {
         std::string options;
         bool privateDecrypts;
@@ -101,7 +99,6 @@ TEST(KQUCryptorTests, InteroperatesWithTheOpensslCommand) {
         EXPECT_EQ(cryptor->decryptData(files.contentsAtPath(dir + "/cipher").value_or(kq::Data())), plain);
     }
 
-    // The library encrypts 300 bytes (two blocks), the command decrypts each block.
     const auto encrypted = *publicCryptor()->encryptData(bytes(300));
     ASSERT_EQ(encrypted.size(), 512u);
     kq::Data recovered;
