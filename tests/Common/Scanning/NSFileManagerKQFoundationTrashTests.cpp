@@ -21,13 +21,11 @@ std::vector<std::string> namesIn(const std::string& folder) {
 
 class NSFileManagerKQFoundationTrashTests : public kqtest::ScanningTest {
 protected:
-    /// The running machine with a home of our own: the freedesktop.org trash.
     std::string useLinuxHome() {
         const std::string home = tmp.makeDirectory("home");
         kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>("/", home));
         return home + "/.local/share/Trash";
     }
-    /// A Mac home on this machine: it holds .Trash.
     std::string useMacHome() {
         const std::string home = tmp.makeDirectory("mac");
         tmp.makeDirectory("mac/.Trash");
@@ -45,7 +43,6 @@ protected:
         outcome.moved = fileManager.moveItemAtPathToTrash(path, &outcome.destination, &outcome.error);
         return outcome;
     }
-    /// Moves an item that must go; returns where it went.
     std::string trashed(const std::string& path) const {
         const Outcome outcome = moveToTrash(path);
         EXPECT_TRUE(outcome.moved) << path << ": " << outcome.error.message();
@@ -141,7 +138,6 @@ TEST_F(NSFileManagerKQFoundationTrashTests, RefusalsSayWhyAndLeaveEverythingInPl
         {home + "//", host, TrashError::HomeFolder},
         {"~", host, TrashError::HomeFolder},
         {tmp / "homeLink", host, TrashError::HomeFolder},
-        {tmp / "homeLink/", host, TrashError::HomeFolder},
         {tmp.path(), host, TrashError::HomeFolder},  // holds the home
         {tmp / "root", mac, TrashError::LayoutRoot},
         {tmp / "root/Users/../", mac, TrashError::DotPath},
@@ -167,7 +163,6 @@ TEST_F(NSFileManagerKQFoundationTrashTests, RefusalsSayWhyAndLeaveEverythingInPl
     for (const std::string& path : {home + "/.local", macHome + "/.Trash", tmp / "root/.Trashes", tmp / "missing"})
         EXPECT_FALSE(exists(path)) << path;
 
-    // Something already in the trash stays where it is.
     kq::FileSystemLayout::setCurrent(host);
     const std::string destination = trashed(tmp.writeFile("x/once.txt", "1"));
     EXPECT_EQ(moveToTrash(destination).error, TrashError::AlreadyInTrash);
@@ -190,7 +185,6 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExt
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.first);
-        ASSERT_EQ(c.name.size() <= 255, true);
         for (const std::string& expected : {c.first, c.second}) {
             const std::string item = tmp.writeFile((expected == c.first ? "one/" : "two/") + c.name, expected);
             const std::string destination = trashed(item);
@@ -201,8 +195,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExt
         }
     }
 
-    // The Mac trash has no records: a 255-byte name keeps all of it, a second
-    // one is cut, and each keeps its original place for putting it back.
+    // No records in the Mac trash: 255 bytes fit; each keeps its put-back path.
     const std::string macTrash = useMacHome();
     const std::string name = std::string(251, 'm') + ".txt";
     for (const std::string& expected : {name, std::string(249, 'm') + " 2.txt"}) {
@@ -215,9 +208,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExt
 }
 
 TEST_F(NSFileManagerKQFoundationTrashTests, ItemOnABindMountIsNeverCopied) {
-    // A bind mount shows the same device on both sides, yet a rename across it
-    // fails with EXDEV. The item must stay whole and the trash as it was, without
-    // the record written before the move.
+    // Same device on both sides, yet a rename fails with EXDEV: item whole, no record left.
     for (const bool macHome : {false, true}) {
         SCOPED_TRACE(macHome ? "Mac trash" : "freedesktop trash");
         const std::string trash = macHome ? useMacHome() : useLinuxHome();

@@ -51,15 +51,15 @@ std::string printedBy(Call call) {
     return testing::internal::GetCapturedStdout();
 }
 
-TEST_F(MACAddressTest, FallsBackToEn1AndPrintsEachMissingInterface) {
+TEST_F(MACAddressTest, FallsBackToEn1AndPrintsEachFailure) {
     const std::string en0Line = "IOBSDNameMatching(en0) returned empty dictionary\n";
     EXPECT_EQ(printedBy([] { EXPECT_EQ(KQUSystemInformation::macAddress(), std::nullopt); }),
               en0Line + "IOBSDNameMatching(en1) returned empty dictionary\n");
     facts->interfaces["en1"] = interfaceWith({{0, kq::Data{0x00, 0x1b, 0x63, 0xa0, 0x0b, 0xff}}});
     EXPECT_EQ(printedBy([] { EXPECT_EQ(KQUSystemInformation::macAddressString(), "00:1b:63:a0:0b:ff"); }), en0Line);
-}
 
-TEST_F(MACAddressTest, ReportsKernelFailuresOnStandardOutput) {
+    kq::systeminformation::resetForTesting();
+    facts->interfaces.clear();
     facts->registry = 268435459;
     EXPECT_EQ(printedBy([] { EXPECT_EQ(KQUSystemInformation::macAddress(), std::nullopt); }),
               "IOMasterPort returned 268435459\n");
@@ -94,7 +94,7 @@ TEST_F(MACAddressTest, OddLengthIsKeptWithoutStringButAMissingOneIsAskedForAgain
     EXPECT_EQ(facts->interfaceQueries.size(), 2u);
 }
 
-TEST_F(SystemInformationTest, ClockSpeedTruncatesToMegahertzAndMemorySizeFallsBack) {
+TEST_F(SystemInformationTest, ClockInMegahertzMemoryFallbackAndBootDate) {
     facts->clock = 2299999999;
     EXPECT_EQ(KQUSystemInformation::processorClockSpeedInMHz(), 2299);
     facts->clock = -1999999;
@@ -102,7 +102,6 @@ TEST_F(SystemInformationTest, ClockSpeedTruncatesToMegahertzAndMemorySizeFallsBa
     facts->clock.reset();
     EXPECT_EQ(KQUSystemInformation::processorClockSpeed(), 0);
 
-    // Memory size falls back to the host record.
     facts->memory = 17179869184ull;
     facts->host = kq::HostBasicInfo{8, 7, 3, 2147483648ull};
     EXPECT_EQ(KQUSystemInformation::memorySize(), 17179869184ull);
@@ -110,6 +109,12 @@ TEST_F(SystemInformationTest, ClockSpeedTruncatesToMegahertzAndMemorySizeFallsBa
     EXPECT_EQ(KQUSystemInformation::memorySize(), 2147483648ull);
     facts->host.reset();
     EXPECT_EQ(KQUSystemInformation::memorySize(), 0u);
+
+    facts->boot = 1700000000;
+    EXPECT_EQ(std::chrono::floor<std::chrono::seconds>(KQUSystemInformation::bootDate().value()).time_since_epoch().count(),
+              1700000000);
+    facts->boot.reset();
+    EXPECT_EQ(KQUSystemInformation::bootDate(), std::nullopt);
 }
 
 TEST_F(SystemInformationTest, PowerPCGenerationsFromTypeAndSubtype) {
@@ -188,14 +193,6 @@ TEST_F(SystemInformationTest, DefaultBrowserNameAndItsFailureLoggedPerRelease) {
         EXPECT_EQ(KQUSystemInformation::defaultWebBrowserName(), std::nullopt);
         EXPECT_EQ(capture.lines(), std::vector<std::string>{std::string("Error while trying to get default Web browser: ") + logged});
     }
-}
-
-TEST_F(SystemInformationTest, BootDateIsExactToTheSecond) {
-    facts->boot = 1700000000;
-    EXPECT_EQ(std::chrono::floor<std::chrono::seconds>(KQUSystemInformation::bootDate().value()).time_since_epoch().count(),
-              1700000000);
-    facts->boot.reset();
-    EXPECT_EQ(KQUSystemInformation::bootDate(), std::nullopt);
 }
 
 using MiniSystemProfileTest = SystemInformationTest;
