@@ -120,6 +120,8 @@ public:
     friend KQ_EXPORT bool operator==(const AttributedString& a, const AttributedString& b);
 
 protected:
+    friend class MutableAttributedString;  // edits read the runs of the text they insert
+
     struct Run {
         std::uint64_t length = 0;  // UTF-16 units
         Attributes attributes;
