@@ -22,6 +22,8 @@
 #include "KQFoundation/Foundation/Value.h"
 #include "KQFoundation/Graphics/Color.h"
 #include "KQFoundation/Graphics/Font.h"
+#include "KQFoundation/Graphics/Geometry.h"
+#include "KQFoundation/Graphics/Gradient.h"
 #include "KQFoundation/Graphics/Shadow.h"
 
 namespace kq {
@@ -116,6 +118,20 @@ public:
 
     /// Throws kq::RangeException for a range outside the text.
     AttributedString attributedSubstringFromRange(Range range) const;
+
+    /// The size the text takes drawn (laid out with pango, as drawInRect does):
+    /// one line per paragraph, never wrapped; 1 point is 1 pixel at scale 1.
+    /// {0, 0} for empty text.
+    Size size() const;
+    /// Draws the text in the current graphics context (nothing without one)
+    /// from the top left of `rect`, cut off at its left and right edges.
+    void drawInRect(Rect rect) const;
+
+    // ---- Category NSAttributedString(KQFoundation): NSAttributedString+KQFoundation.h/.cpp ----
+    void drawInRect(Rect rect, const Gradient& gradient, double angle, bool clippingByFade) const;
+    void drawInRect(Rect rect, const Gradient& gradient, double angle) const;
+    void drawInRect(Rect rect, const Gradient& gradient) const;
+    // ---- end of category ----
 
     friend KQ_EXPORT bool operator==(const AttributedString& a, const AttributedString& b);
 
