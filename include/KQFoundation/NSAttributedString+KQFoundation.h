@@ -31,7 +31,7 @@
 /// per component, alpha premultiplied and last, 4 * width bytes per row, its
 /// memory owned by the context, origin at the bottom left (unflipped).
 /// nullptr when a side is 0 or the bitmap would pass the limits of
-/// kq::GraphicsContext (16384 pixels a side, 2^28 pixels in all).
+/// kq::GraphicsContext (16384 pixels a side, 2^26 pixels in all).
 KQ_EXPORT std::shared_ptr<kq::GraphicsContext> KQCreateRGBABitmapContext(std::size_t width, std::size_t height);
 
 /// The text drawn into a bitmap of (rect width * scale) by (rect height *

@@ -24,7 +24,7 @@ class KQ_EXPORT GraphicsContext {
 public:
     /// Bitmaps larger than this are refused rather than allocated.
     static constexpr std::uint32_t kMaximumPixelsPerSide = 16384;
-    static constexpr std::uint64_t kMaximumPixels = std::uint64_t{1} << 28;
+    static constexpr std::uint64_t kMaximumPixels = std::uint64_t{1} << 26;  // 256 MiB of pixels
 
     /// A context on a new transparent bitmap of width x height pixels;
     /// nullptr when either side is 0 or the bitmap passes the limits above.
