@@ -18,6 +18,7 @@ md5
 plist
 plural
 predicate
+render-text
 rsa
 size
 sysinfo
