@@ -44,7 +44,7 @@ void setSourceColor(cairo_t* cr, const Color& color) {
 // Three box blurs approximate a Gaussian of sigma = radius / 2, run on the
 // alpha channel alone.
 void blurAlpha(std::vector<std::uint8_t>& alpha, int width, int height, double radius) {
-    const double sigma = radius / 2;
+    const double sigma = std::min(radius / 2, 1e6);
     if (!(sigma >= 0.5)) return;
     int half = static_cast<int>(std::lround((std::sqrt(4 * sigma * sigma + 1) - 1) / 2));
     half = std::min(half, std::max(width, height));
@@ -289,10 +289,16 @@ void GraphicsContext::restoreGraphicsState() {
     state_->saved.pop_back();
 }
 
-// A zero or non-finite factor would leave cairo's matrix singular, which
-// breaks the context for good; such calls are ignored.
+// A scale that leaves cairo's matrix singular (a zero factor, or one so large
+// that the determinant overflows) breaks the context for good; such calls are
+// ignored.
 void GraphicsContext::scaleBy(double sx, double sy) {
-    if (!std::isfinite(sx) || !std::isfinite(sy) || sx == 0 || sy == 0) return;
+    if (!std::isfinite(sx) || !std::isfinite(sy)) return;
+    cairo_matrix_t matrix;
+    cairo_get_matrix(state_->cr, &matrix);
+    cairo_matrix_scale(&matrix, sx, sy);
+    const double determinant = matrix.xx * matrix.yy - matrix.xy * matrix.yx;
+    if (!std::isfinite(determinant) || determinant == 0) return;
     cairo_scale(state_->cr, sx, sy);
 }
 

@@ -87,18 +87,25 @@ std::vector<std::pair<std::string, kq::Attributes>> parseTags(const std::vector<
     return result;
 }
 
-std::uint64_t pixels(double points, double scale) { return static_cast<std::uint64_t>(points * scale); }
+// Truncated; anything past the limits counts as one more than the largest side.
+std::uint64_t pixels(double points, double scale) {
+    const double value = points * scale;
+    const auto beyond = kq::GraphicsContext::kMaximumPixelsPerSide + 1;
+    return value < beyond ? static_cast<std::uint64_t>(value) : beyond;
+}
 
 int runRenderText(const RenderTextOptions& options) {
     for (double value : {options.width, options.height, options.scale}) {
         if (!std::isfinite(value) || value <= 0) fail("--width, --height and --scale must be positive numbers");
     }
     const std::uint64_t wide = pixels(options.width, options.scale), high = pixels(options.height, options.scale);
-    const std::string size = std::to_string(wide) + "x" + std::to_string(high) + " pixels";
+    char size[96];
+    std::snprintf(size, sizeof size, "%gx%g points at scale %g", options.width, options.height, options.scale);
     if (wide == 0 || high == 0 || wide > kq::GraphicsContext::kMaximumPixelsPerSide ||
         high > kq::GraphicsContext::kMaximumPixelsPerSide || wide * high > kq::GraphicsContext::kMaximumPixels) {
-        fail("cannot render " + size + " (at most " + std::to_string(kq::GraphicsContext::kMaximumPixelsPerSide) +
-             " a side and " + std::to_string(kq::GraphicsContext::kMaximumPixels) + " in all)");
+        fail(std::string("cannot render ") + size + ": no pixels, or more than " +
+             std::to_string(kq::GraphicsContext::kMaximumPixelsPerSide) + " a side or " +
+             std::to_string(kq::GraphicsContext::kMaximumPixels) + " in all");
     }
     const kq::Gradient gradient = parseGradient(options.gradient);
     const auto tags = parseTags(options.tags);
@@ -114,7 +121,7 @@ int runRenderText(const RenderTextOptions& options) {
     // A flipped context: the PNG's first row is the top of the text.
     const auto context = kq::GraphicsContext::bitmapContext(static_cast<std::uint32_t>(wide),
                                                             static_cast<std::uint32_t>(high), true);
-    if (!context) fail("cannot render " + size);
+    if (!context) fail(std::string("cannot render ") + size);
     context->scaleBy(options.scale, options.scale);
     kq::GraphicsContext::setCurrentContext(context);
     const kq::Rect rect{{0, 0}, {options.width, options.height}};
@@ -126,7 +133,7 @@ int runRenderText(const RenderTextOptions& options) {
         image = context->makeImage();
     }
     kq::GraphicsContext::setCurrentContext(nullptr);
-    if (!image) fail("cannot render " + size);
+    if (!image) fail(std::string("cannot render ") + size);
 
     std::error_code error;
     if (!image->writePNGToFile(options.output, &error)) fail(options.output + ": " + error.message());
