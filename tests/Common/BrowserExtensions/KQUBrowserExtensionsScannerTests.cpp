@@ -67,8 +67,6 @@ TEST(BrowserExtensionsScannerTest, SearchFoldersOfAMacTree) {
 TEST(BrowserExtensionsScannerTest, SearchFoldersOfTheLinuxHost) {
     TemporaryDirectory tmp;
     const std::string home = tmp.makeDirectory("home/sam");
-    tmp.makeDirectory("home/sam/.config/google-chrome/Default/Extensions");
-    tmp.makeDirectory("home/sam/.config/chromium/Default/Extensions");
     tmp.makeDirectory("home/sam/.mozilla/firefox/ab.default-release");
     tmp.writeFile("home/sam/.mozilla/firefox/profiles.ini", "[General]\n");
     tmp.makeDirectory("home/sam/snap/firefox/common/.mozilla/firefox/cd.default");
@@ -77,11 +75,7 @@ TEST(BrowserExtensionsScannerTest, SearchFoldersOfTheLinuxHost) {
     kqtest::ScopedLayout layout("/", home);
 
     EXPECT_TRUE(foldersOf(KQUBrowserExtensionTypeSafari, true).empty());
-    EXPECT_EQ(foldersOf(KQUBrowserExtensionTypeChrome, false),
-              (Folders{{"Chrome", home + "/.config/google-chrome/Default/Extensions"}}));
-    EXPECT_EQ(foldersOf(KQUBrowserExtensionTypeChrome, true),
-              (Folders{{"Chrome", home + "/.config/google-chrome/Default/Extensions"},
-                       {"Chromium", home + "/.config/chromium/Default/Extensions"}}));
+    // The application-wide folder first; the packaged Firefoxes only along with other browsers.
     const Folders firefox{{"Firefox", home + "/.mozilla/extensions/" + kFirefoxID},
                           {"Firefox", home + "/.mozilla/firefox/ab.default-release/extensions"}};
     EXPECT_EQ(foldersOf(KQUBrowserExtensionTypeFirefox, false), firefox);
