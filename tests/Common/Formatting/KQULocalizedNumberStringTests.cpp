@@ -98,7 +98,7 @@ TEST(KQULocalizedNumberString, PicksTheTaggedTranslation) {
         EXPECT_EQ(KQULocalizedNumberStringWithFormat(bundle.get(), format, row.count, "Документы"), row.expected);
     }
     EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, "%?.1f files in %@", 2.5, "X"), "2.5 files in X");
-    // No entry, an empty entry, no mark: the format itself, still filled.
+    // No entry or an empty one: the format itself, still filled.
     EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, "%?d folders", 5), "5 folders");
     EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, "%?d items", 5), "5 items");
     EXPECT_EQ(KQULocalizedNumberStringWithFormat(nullptr, "", 5), "");

@@ -12,7 +12,7 @@
 
 namespace {
 
-using kqtest::contentsOf;
+using kqtest::readText;
 using kqtest::exists;
 
 std::vector<std::string> namesIn(const std::string& folder) {
@@ -58,9 +58,9 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LinuxTrashRecordsWhereTheItemCameFro
 
     const std::string destination = trashed(item);
     EXPECT_EQ(destination, trash + "/files/my notes.txt");
-    EXPECT_EQ(std::make_pair(exists(item), contentsOf(destination)), std::make_pair(false, std::string("keep me")));
+    EXPECT_EQ(std::make_pair(exists(item), readText(destination)), std::make_pair(false, std::string("keep me")));
 
-    const std::string info = contentsOf(trash + "/info/my notes.txt.trashinfo");
+    const std::string info = readText(trash + "/info/my notes.txt.trashinfo");
     EXPECT_EQ(info.rfind("[Trash Info]\nPath=" + kq::stringByAddingPercentEscapes(item) + "\nDeletionDate=", 0), 0u)
         << info;
     EXPECT_NE(info.find("my%20notes.txt"), std::string::npos);
@@ -74,7 +74,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, NameCollisionsGetNumberedNamesAndNot
     const std::vector<std::string> destinations{trashed(tmp.writeFile("a/report.pdf", "a")),
                                                 trashed(tmp.writeFile("b/report.pdf", "b"))};
     EXPECT_EQ(destinations, (std::vector<std::string>{trash + "/files/report.pdf", trash + "/files/report 2.pdf"}));
-    EXPECT_EQ(contentsOf(destinations[0]) + contentsOf(destinations[1]), "ab");
+    EXPECT_EQ(readText(destinations[0]) + readText(destinations[1]), "ab");
     EXPECT_TRUE(exists(trash + "/info/report 2.pdf.trashinfo"));
 
     // A name taken only in info/ (a record without its item) is not reused either.
@@ -92,7 +92,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, MacHomeUsesItsDotTrashWithoutRecords
 
     const std::string destination = trashed(item);
     EXPECT_EQ(destination, trash + "/photo 2.jpg");
-    EXPECT_EQ(contentsOf(trash + "/photo.jpg") + contentsOf(destination), "oldernewer");
+    EXPECT_EQ(readText(trash + "/photo.jpg") + readText(destination), "oldernewer");
     EXPECT_FALSE(exists(trash + "/info"));
     EXPECT_TRUE(fileManager.isPathInTrash("~/.Trash/photo 2.jpg"));
     EXPECT_FALSE(fileManager.isPathInTrash("~/.Trash"));
@@ -143,7 +143,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, RefusalsSayWhyAndLeaveEverythingInPl
         EXPECT_FALSE(outcome.error.message().empty());
         EXPECT_EQ(outcome.destination, "untouched");
     }
-    EXPECT_EQ(contentsOf(tmp / "outside.txt") + contentsOf(home + "/notes.txt"), "on");
+    EXPECT_EQ(readText(tmp / "outside.txt") + readText(home + "/notes.txt"), "on");
     // No trash was made for a refused item.
     for (const std::string& path : {home + "/.local", macHome + "/.Trash", tmp / "root/.Trashes"})
         EXPECT_FALSE(exists(path)) << path;
@@ -174,8 +174,8 @@ TEST_F(NSFileManagerKQFoundationTrashTests, LongNamesAreCutToFitKeepingNumberExt
             const std::string item = tmp.writeFile((expected == c.first ? "one/" : "two/") + c.name, expected);
             const std::string destination = trashed(item);
             EXPECT_EQ(destination, trash + "/files/" + expected);
-            EXPECT_EQ(contentsOf(destination), expected);
-            const std::string info = contentsOf(trash + "/info/" + expected + ".trashinfo");
+            EXPECT_EQ(readText(destination), expected);
+            const std::string info = readText(trash + "/info/" + expected + ".trashinfo");
             EXPECT_NE(info.find("\nPath=" + kq::stringByAddingPercentEscapes(item) + "\n"), std::string::npos) << info;
         }
     }
@@ -211,7 +211,7 @@ TEST_F(NSFileManagerKQFoundationTrashTests, ItemOnABindMountIsNeverCopied) {
         EXPECT_EQ(run.output, "kept trash:" + std::to_string(static_cast<int>(kq::TrashError::CrossesMount)) +
                                   " untouched");
         EXPECT_EQ(namesIn(source + "/folder").size(), 20u);
-        EXPECT_EQ(contentsOf(source + "/folder/file19"), "19");
+        EXPECT_EQ(readText(source + "/folder/file19"), "19");
         for (const std::string& folder : macHome ? std::vector<std::string>{""} : std::vector<std::string>{"/files", "/info"})
             EXPECT_EQ(namesIn(trash + folder), std::vector<std::string>{}) << folder;
         for (const char* folder : {"home", "mac", "source", "mount"}) std::filesystem::remove_all(tmp / folder);
