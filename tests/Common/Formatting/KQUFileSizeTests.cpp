@@ -36,10 +36,8 @@ TEST_F(KQUFileSizeTests, MinimumLengthChoosesTheUnit) {
         const char* description;
     };
     const Row rows[] = {
-        {0, 1, false, KQUFileSizeUnitBytes, "0" NBSP "bytes"},
         {1023, 1, false, KQUFileSizeUnitBytes, "1023" NBSP "bytes"},
         {1024, 1, false, KQUFileSizeUnitKB, "1.0" NBSP "KB"},
-        {1536, 1, false, KQUFileSizeUnitKB, "1.5" NBSP "KB"},
         {1048576, 1, false, KQUFileSizeUnitMB, "1.0" NBSP "MB"},
         {999, 1, true, KQUFileSizeUnitBytes, "999" NBSP "bytes"},
         {10485657, 2, false, KQUFileSizeUnitKB, "10239.9" NBSP "KB"},
