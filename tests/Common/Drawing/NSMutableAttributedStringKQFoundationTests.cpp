@@ -52,8 +52,8 @@ TEST(NSMutableAttributedStringKQFoundationTest, UnfoldTag) {
 TEST(NSMutableAttributedStringKQFoundationTest, UnfoldTagsStyleEveryOccurrence) {
     MutableAttributedString string("\xF0\x9F\x98\x80<b>one</b> <i>two</i> <b>three</b> <b>four");
     string.setAttribute("kept", kq::Value(true));
-    string.unfoldTagsWithAttributes({{"b", Attributes{{std::string(kq::NSForegroundColorAttributeName), kRed}}},
-                                     {"i", Attributes{{std::string(kq::NSForegroundColorAttributeName), kBlue}}}});
+    string.unfoldTagsWithAttributes({{"b", Attributes{{kq::NSForegroundColorAttributeName, kRed}}},
+                                     {"i", Attributes{{kq::NSForegroundColorAttributeName, kBlue}}}});
     EXPECT_EQ(string.string(), "\xF0\x9F\x98\x80one two three four");
     EXPECT_EQ(coloredRuns(string), (std::vector<std::string>{"one", "two", "three", "four"}));
     EXPECT_EQ(*string.attributesAtIndex(7).foregroundColor(), kBlue);
