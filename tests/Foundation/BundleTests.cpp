@@ -22,9 +22,7 @@ std::string infoPlist(std::initializer_list<std::pair<const char*, const char*>>
     return xml + "</dict></plist>\n";
 }
 
-std::string text(const std::optional<kq::Data>& data) {
-    return data ? std::string(data->begin(), data->end()) : "<missing>";
-}
+std::string text(const std::optional<kq::Data>& data) { return data ? std::string(data->begin(), data->end()) : "<missing>"; }
 
 Strings preferred(const kq::Bundle& bundle, Env env) {
     ScopedEnvironment scoped(env);
@@ -62,8 +60,8 @@ TEST_F(BundleTests, ApplicationBundleReadsInfoAndFindsResources) {
     auto bundle = kq::Bundle::bundleWithPath(makeApplicationBundle());
     ASSERT_TRUE(bundle);
     const std::string resources = dir / "Foo.app/Contents/Resources";
-    EXPECT_EQ(std::make_tuple(bundle->bundlePath(), bundle->resourcePath()), std::make_tuple(dir / "Foo.app", resources));
-    EXPECT_EQ(bundle->bundleIdentifier(), "com.example.foo");
+    EXPECT_EQ(std::make_tuple(bundle->bundlePath(), bundle->resourcePath(), bundle->bundleIdentifier()),
+              std::make_tuple(dir / "Foo.app", resources, "com.example.foo"));
     EXPECT_EQ(bundle->pathForResource("Icon", "icns"), resources + "/Icon.icns");
     EXPECT_EQ(bundle->pathForResource("Icon.icns", ""), resources + "/Icon.icns");
     EXPECT_EQ(bundle->pathForResource("run", "sh", "Scripts/"), resources + "/Scripts/run.sh");
@@ -160,7 +158,7 @@ TEST_F(BundleTests, MainBundleIsTheProgramsFolderUnlessSet) {
     EXPECT_EQ(kq::Bundle::mainBundle()->bundlePath(), main->bundlePath());
 }
 
-TEST_F(BundleTests, LibraryResourcesAreCompiledInAndFoundByName) {
+TEST_F(BundleTests, LibraryResourcesAreCompiledInOrComeFromAFolder) {
     ScopedEnvironment env({{"LANG", "en_US.UTF-8"}}, kLocaleAndResources);
     kq::Bundle::setLibraryResourcesPath(std::nullopt);
     auto library = kq::Bundle::libraryBundle();
@@ -181,10 +179,8 @@ TEST_F(BundleTests, LibraryResourcesAreCompiledInAndFoundByName) {
         ++count;
     }
     EXPECT_GE(count, 2);
-}
 
-TEST_F(BundleTests, LibraryResourcesCanComeFromAFolder) {
-    ScopedEnvironment env({{"LANG", "en_US.UTF-8"}}, kLocaleAndResources);
+    // Or from a folder, given or named by the environment.
     dir.writeFile("res/en.lproj/Localizable.strings", "\"bytes\" = \"octets\";");
     dir.writeFile("res/LeftoversScanners.plist", "<plist/>");
     kq::Bundle::setLibraryResourcesPath(dir / "res");

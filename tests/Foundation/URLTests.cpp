@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <memory>
 #include <tuple>
 #include <unordered_set>
 
@@ -24,8 +23,7 @@ TEST(FileURL, EscapesPathAndMarksDirectories) {
 
     // Parsing the text gives the same URL back.
     const auto parsed = URL::URLWithString(folder.absoluteString());
-    EXPECT_EQ(parsed, folder);
-    EXPECT_EQ(parsed.value().hash(), folder.hash());
+    EXPECT_TRUE(parsed == folder && parsed->hash() == folder.hash());
 }
 
 TEST(FileURL, AsksTheFileSystemOnlyWithoutAType) {
@@ -92,7 +90,6 @@ TEST(NetworkURL, RejectsInvalidText) {
 
 TEST(NetworkURL, FileSchemeTextBecomesAFileURL) {
     EXPECT_EQ(URL::URLWithString("file://localhost/tmp/a%20b"), URL::fileURLWithPath("/tmp/a b", false));
-
     // A query keeps the text as it is, and it is still a file URL.
     EXPECT_EQ(parts("file:///tmp/x?y=1"), (Parts{"file", "", {}, "/tmp/x", "y=1", {}}));
     EXPECT_TRUE(URL::URLWithString("file:///tmp/x?y=1")->isFileURL());
@@ -115,7 +112,6 @@ TEST(URLEquality, DistinguishesKindsAndWorksInSets) {
     const URL text = URL::URLWithString("http://h/x").value();
     EXPECT_TRUE(text != URL::fileURLWithPath("/x", false) && text != URL::URLWithString("http://h/x/").value());
     EXPECT_EQ((std::unordered_set<URL>{text, text, URL::fileURLWithPath("/x", false)}.size()), 2u);
-    EXPECT_TRUE(URL().empty());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -41,10 +42,8 @@ TEST(NotificationCenter, DeliversNameSenderAndUserInfoOnThePostingThread) {
     std::thread poster([&] { center.postNotification("Changed", &sender, kq::Dictionary{{"key", kq::Value(3)}}); });
     const std::thread::id posterId = poster.get_id();
     poster.join();
-    EXPECT_EQ(deliveredOn, posterId);
-    EXPECT_EQ(received.name, "Changed");
-    EXPECT_EQ(received.object, &sender);
-    EXPECT_EQ(received.userInfo, (kq::Dictionary{{"key", kq::Value(3)}}));
+    EXPECT_EQ(std::tie(deliveredOn, received.name, received.object, received.userInfo),
+              std::make_tuple(posterId, "Changed", &sender, kq::Dictionary{{"key", kq::Value(3)}}));
 }
 
 TEST(NotificationCenter, ChangesDuringDeliveryAreSafe) {
@@ -73,8 +72,7 @@ TEST(NotificationCenter, RemovingAnObserverRemovesAllItsRegistrations) {
     int owner = 0, calls = 0;
     center.addObserver(&owner, "A", nullptr, [&](const Notification&) { ++calls; });
     center.addObserver(&owner, "B", nullptr, [&](const Notification&) { ++calls; });
-    auto kept = center.addObserver("A", nullptr, [&](const Notification&) { calls += 10; });
-    EXPECT_TRUE(kept);
+    EXPECT_TRUE(center.addObserver("A", nullptr, [&](const Notification&) { calls += 10; }));
     EXPECT_FALSE(center.addObserver("A", nullptr, nullptr));
     center.removeObserver(&owner);
     center.removeObserver(kq::NotificationObserverToken{});
