@@ -6,6 +6,7 @@
 #include <webp/encode.h>
 
 #include <string>
+#include <tuple>
 
 #include "Support/TemporaryDirectory.h"
 
@@ -47,15 +48,11 @@ TEST(Image, RasterFormatsGiveTheirFormatAndSize) {
         ASSERT_TRUE(image) << format;
         ASSERT_EQ(image->representations().size(), 1u);
         const auto& r = image->representations()[0];
-        EXPECT_EQ(r.format, format);
-        EXPECT_EQ(r.pixelsWide, 5u) << format;
-        EXPECT_EQ(r.pixelsHigh, 3u) << format;
-        EXPECT_EQ(r.bytes, raster(format, 5, 3));
+        EXPECT_EQ(std::tie(r.format, r.pixelsWide, r.pixelsHigh, r.bytes), std::make_tuple(format, 5u, 3u, raster(format, 5, 3)));
     }
     auto gif = kq::Image::imageWithData(kGIF);
     ASSERT_TRUE(gif);
-    EXPECT_EQ(gif->representations()[0].format, "gif");
-    EXPECT_EQ(gif->representations()[0].pixelsWide, 3u);
+    EXPECT_EQ(std::tie(gif->representations()[0].format, gif->representations()[0].pixelsWide), std::make_tuple("gif", 3u));
 }
 
 TEST(Image, SVGTakesItsDeclaredSize) {
@@ -73,9 +70,7 @@ TEST(Image, SVGTakesItsDeclaredSize) {
         auto image = kq::Image::imageWithData(bytes(c.text));
         ASSERT_TRUE(image) << c.text;
         const auto& r = image->representations()[0];
-        EXPECT_EQ(r.format, "svg");
-        EXPECT_EQ(r.pixelsWide, c.w) << c.text;
-        EXPECT_EQ(r.pixelsHigh, c.h) << c.text;
+        EXPECT_EQ(std::tie(r.format, r.pixelsWide, r.pixelsHigh), std::make_tuple("svg", c.w, c.h)) << c.text;
     }
 }
 
@@ -92,11 +87,9 @@ TEST(Image, WhatIsNotAnImageGivesNothing) {
         EXPECT_FALSE(kq::Image::imageWithData(data)) << std::string(data.begin(), data.end());
 
     kqtest::TemporaryDirectory tmp;
-    EXPECT_FALSE(kq::Image::imageWithContentsOfFile(tmp / "missing.png"));
-    EXPECT_FALSE(kq::Image::imageWithContentsOfFile(tmp.makeDirectory("folder.png")));
-    EXPECT_FALSE(kq::Image::imageWithContentsOfFile(""));
-    ASSERT_EQ(mkfifo((tmp / "fifo.png").c_str(), 0600), 0);
-    EXPECT_FALSE(kq::Image::imageWithContentsOfFile(tmp / "fifo.png")) << "never blocks on a fifo";
+    ASSERT_EQ(mkfifo((tmp / "fifo.png").c_str(), 0600), 0);  // never blocks on a fifo
+    for (const std::string& path : {tmp / "missing.png", tmp.makeDirectory("folder.png"), std::string(), tmp / "fifo.png"})
+        EXPECT_FALSE(kq::Image::imageWithContentsOfFile(path)) << path;
 }
 
 TEST(Image, FilesAndIconFamilies) {

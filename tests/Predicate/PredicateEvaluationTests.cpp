@@ -15,12 +15,10 @@ using kq::Predicate;
 using kq::URL;
 using kq::Value;
 
-bool eval(std::string_view format, const Value& object, const std::vector<Value>& arguments = {}) {
+// Evaluates on a Value or a URL.
+template <class Object>
+bool eval(std::string_view format, const Object& object, const std::vector<Value>& arguments = {}) {
     return Predicate::predicateWithFormat(format, arguments)->evaluateWithObject(object);
-}
-
-bool evalURL(std::string_view format, const URL& url, const std::vector<Value>& arguments = {}) {
-    return Predicate::predicateWithFormat(format, arguments)->evaluateWithObject(url);
 }
 
 const Value& sampleRecord() {
@@ -41,17 +39,17 @@ const Value& sampleRecord() {
 
 TEST(PredicateEvaluation, URLKeys) {
     const URL app = URL::fileURLWithPath("/Applications/Café.app", true);
-    EXPECT_TRUE(evalURL("path ENDSWITH[c] '.APP' AND path == '/Applications/Café.app'", app));  // no trailing slash
-    EXPECT_TRUE(evalURL("path ENDSWITH[c] %@ AND self == %@", app, {Value("É.APP"), Value(app)}));
-    EXPECT_FALSE(evalURL("path ENDSWITH 'É.app'", app));
-    EXPECT_TRUE(evalURL("lastPathComponent == 'Café.app' AND pathExtension == 'app' AND isFileURL == YES AND "
+    EXPECT_TRUE(eval("path ENDSWITH[c] '.APP' AND path == '/Applications/Café.app'", app));  // no trailing slash
+    EXPECT_TRUE(eval("path ENDSWITH[c] %@ AND self == %@", app, {Value("É.APP"), Value(app)}));
+    EXPECT_FALSE(eval("path ENDSWITH 'É.app'", app));
+    EXPECT_TRUE(eval("lastPathComponent == 'Café.app' AND pathExtension == 'app' AND isFileURL == YES AND "
                         "scheme == 'file' AND host == nil AND absoluteString BEGINSWITH 'file:///Applications/'", app));
-    EXPECT_TRUE(evalURL("path.lastPathComponent BEGINSWITH[cd] 'cafe'", app));
-    EXPECT_TRUE(evalURL("path == '/' AND lastPathComponent == '/'", URL::fileURLWithPath("/")));
+    EXPECT_TRUE(eval("path.lastPathComponent BEGINSWITH[cd] 'cafe'", app));
+    EXPECT_TRUE(eval("path == '/' AND lastPathComponent == '/'", URL::fileURLWithPath("/")));
     // A URL inside a value answers the same keys.
     EXPECT_TRUE(eval("lastPathComponent LIKE[c] 'caf?.APP'", Value(app)));
     const auto url = URL::URLWithString("https://example.com:8443/a/b.json?q=1#top");
-    EXPECT_TRUE(evalURL("scheme == 'https' AND host == 'example.com' AND port == 8443 AND query == 'q=1' AND "
+    EXPECT_TRUE(eval("scheme == 'https' AND host == 'example.com' AND port == 8443 AND query == 'q=1' AND "
                         "fragment == 'top' AND isFileURL == NO AND path == '/a/b.json' AND pathExtension == 'json' "
                         "AND lastPathComponent == 'b.json' AND path ENDSWITH[c] '.JSON'", url.value()));
 }
@@ -59,7 +57,7 @@ TEST(PredicateEvaluation, URLKeys) {
 TEST(PredicateEvaluation, UndefinedKeysRaiseThePlatformException) {
     const URL url = URL::fileURLWithPath("/tmp/x");
     try {
-        evalURL("bogus == 1", url);
+        eval("bogus == 1", url);
         FAIL() << "no exception";
     } catch (const kq::InvalidArgumentException& e) {
         EXPECT_STREQ(e.what(),

@@ -61,8 +61,7 @@ TEST(DispatchQueue, GlobalQueueRunsBlocksSideBySide) {
     };
     global->async([&] { meet(first); });
     global->async([&] { meet(second); });
-    EXPECT_TRUE(first.get_future().get());
-    EXPECT_TRUE(second.get_future().get());
+    EXPECT_TRUE(first.get_future().get() && second.get_future().get());
 }
 
 TEST(DispatchQueue, ThrowingBlocksAreLoggedAndTheQueueGoesOn) {
@@ -74,9 +73,8 @@ TEST(DispatchQueue, ThrowingBlocksAreLoggedAndTheQueueGoesOn) {
     queue->async([&] { later = true; });
     queue->sync([] {});
     EXPECT_TRUE(later);
-    auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], "DispatchQueue test.throwing: a block threw an exception: boom");
+    ASSERT_EQ(capture.lines().size(), 2u);
+    EXPECT_EQ(capture.lines()[0], "DispatchQueue test.throwing: a block threw an exception: boom");
 
     EXPECT_THROW(queue->sync([] { throw std::logic_error("sync"); }), std::logic_error);
     EXPECT_THROW(DispatchQueue::globalQueue()->sync([] { throw std::logic_error("sync"); }), std::logic_error);

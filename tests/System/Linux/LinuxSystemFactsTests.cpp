@@ -141,16 +141,9 @@ TEST_F(LinuxSystemFactsTest, PageCountersFromMeminfoAndVmstat) {
     EXPECT_EQ(facts().vmStatistics(), std::nullopt);
 }
 
-TEST_F(LinuxSystemFactsTest, PhysicalMemoryFromOnlineMemoryBlocks) {
+TEST_F(LinuxSystemFactsTest, PhysicalMemoryFromOnlineBlocksAndFirmwareMemoryMapClippedToIt) {
     root.writeFile("proc/meminfo", "MemTotal: 1000 kB\n");
     EXPECT_EQ(facts().memorySize(), 1024000u);
-    root.writeFile("sys/devices/system/memory/block_size_bytes", "8000000\n");
-    for (int block : {0, 1, 2, 40}) root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online\n");
-    root.writeFile("sys/devices/system/memory/memory41/state", "offline\n");
-    EXPECT_EQ(facts().memorySize(), 4u * 0x8000000);
-}
-
-TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
     std::uint64_t bytes = 99;
     errno = 0;
     EXPECT_EQ(facts().firmwareMemoryFigure("machdep.memmap.Reserved", bytes), -1);
@@ -167,9 +160,11 @@ TEST_F(LinuxSystemFactsTest, FirmwareMemoryMapClippedToRAM) {
         root.writeFile(base + "end", end);
         root.writeFile(base + "type", type);
     }
-    root.writeFile("sys/devices/system/memory/block_size_bytes", "8000000");
+    root.writeFile("sys/devices/system/memory/block_size_bytes", "8000000\n");
     for (int block = 0; block < 18; ++block)
-        root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online");
+        root.writeFile("sys/devices/system/memory/memory" + std::to_string(block) + "/state", "online\n");
+    root.writeFile("sys/devices/system/memory/memory41/state", "offline\n");
+    EXPECT_EQ(facts().memorySize(), 18u * 0x8000000);
 
     errno = 0;
     for (auto [figure, expected] : {std::pair{"Reserved", 0x60400u + 0x4000000u}, {"Unusable", 0x100000u}, {"Other", 0x100000u}}) {
@@ -269,9 +264,8 @@ TEST_F(LinuxVolumesTest, VisibleVolumesRootDiskAndRemovableOnes) {
     }
     EXPECT_EQ(facts().volumeAtPath("/no/such/folder"), std::nullopt);
     EXPECT_GT(facts().volumeCapacity("/data").total.value_or(0), 0);
-}
 
-TEST_F(LinuxSystemFactsTest, RootOnAVirtualFileSystemHasNoDisk) {
+    // A root on a virtual file system has no disk.
     root.writeFile("proc/self/mountinfo", "1 0 0:31 / / rw - overlay overlay rw\n");
     EXPECT_EQ(facts().rootVolumeStorageChain(), std::nullopt);
     EXPECT_EQ(facts().mountedVolumePaths(), std::vector<std::string>{"/"});

@@ -46,13 +46,8 @@ TEST_F(ProfilerReportsTest, HardwareOverviewInBothForms) {
     const auto report = profiler::report("SPHardwareDataType", facts(), layout());
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(*report->stringValueForKey("_dataType"), "SPHardwareDataType");
-    const kq::Dictionary& overview = *report->arrayValueForKey("_items")->front().asDictionary();
-    EXPECT_EQ(*overview.stringValueForKey("machine_name"), "Dell Inc. Precision 5530");
-    EXPECT_EQ(*overview.stringValueForKey("physical_memory"), "16 GB");
-    EXPECT_EQ(overview.numberValueForKey("number_processors")->integerValue(), 2);
-
-    const std::string text = profiler::reportText(*report);
     // Model name, memory and cores are read back from the text by ShippedProfilerTest.
+    const std::string text = profiler::reportText(*report);
     for (const char* line : {"\n      Processor Speed: 2.6 GHz\n", "\n      Serial Number (system): 5CG7ABC12\n"})
         EXPECT_NE(text.find(line), std::string::npos) << text;
 }
@@ -71,8 +66,8 @@ TEST_F(ProfilerReportsTest, ApplicationsBelowTheLayoutsApplicationFolders) {
     for (const kq::Value& item : items) paths.push_back(*item.asDictionary()->stringValueForKey("path"));
     EXPECT_EQ(paths, (std::vector<std::string>{mac / "Applications/Safari.app", mac / "Applications/Utilities/Terminal.app",
                                                mac / "Users/sam/Applications/Mine.app"}));
-    EXPECT_EQ(*items[0].asDictionary()->stringValueForKey("version"), "11.1.2");
-    EXPECT_EQ(*items[0].asDictionary()->stringValueForKey("_name"), "Safari");
+    EXPECT_EQ(std::make_pair(*items[0].asDictionary()->stringValueForKey("version"),
+                             *items[0].asDictionary()->stringValueForKey("_name")), std::make_pair("11.1.2", "Safari"));
     EXPECT_NE(profiler::reportText(*report).find("      Location: " + (mac / "Applications/Safari.app") + "\n"),
               std::string::npos);
 }
