@@ -9,11 +9,8 @@ TEST(Log, FormatsObjectsAndPrintfConversions) {
     kq::log("Exception catched: %@", kq::InvalidArgumentException("bad key path"));
     kq::log("%d items in %@ (%.1f%%), %u left, %s", 3, kq::Value(kq::Array{kq::Value(1)}), 12.34, 7u, "done");
     kq::log("missing %@");
-    const auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0], "Exception catched: bad key path");
-    EXPECT_EQ(lines[1], "3 items in (\n    1\n) (12.3%), 7 left, done");
-    EXPECT_EQ(lines[2], "missing (null)");
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"Exception catched: bad key path",
+                                                         "3 items in (\n    1\n) (12.3%), 7 left, done", "missing (null)"}));
 }
 
 namespace {

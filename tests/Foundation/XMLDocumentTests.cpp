@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <unicode/timezone.h>
 
+#include <tuple>
+
 #include "KQFoundation/NSXMLNode+KQFoundation.h"
 
 using kq::XMLDocument;
@@ -37,9 +39,7 @@ TEST(XMLDocument, NamespacedTreeAttributesAndText) {
     auto document = parse(kManifest);
     ASSERT_TRUE(document);
     const XMLElement* root = document->rootElement();
-    EXPECT_EQ(root->name(), "RDF:RDF");
-    EXPECT_EQ(root->localName(), "RDF");
-    EXPECT_EQ(root->URI(), kRDF);
+    EXPECT_EQ(std::make_tuple(root->name(), root->localName(), root->URI()), std::make_tuple("RDF:RDF", "RDF", kRDF));
     EXPECT_TRUE(root->attributes().empty()) << "namespace declarations are not attributes";
 
     const auto descriptions = root->elementsForLocalName("Description", kRDF);

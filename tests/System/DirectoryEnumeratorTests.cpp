@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
 
 #include "KQFoundation/System/FileManager.h"
 #include "Support/MountNamespace.h"
@@ -25,14 +26,7 @@ Strings walk(const std::string& root) {
     return paths;
 }
 
-std::size_t openDescriptorCount() {
-    std::size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++count;
-    }
-    return count;
-}
+std::ptrdiff_t openDescriptorCount() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 TEST(DirectoryEnumerator, DepthFirstInNameOrderWithTypesAndLevels) {
     kqtest::TemporaryDirectory tmp;
@@ -164,11 +158,11 @@ TEST(DirectoryEnumerator, DeepPathsBeyondTheSystemLimitHoldNoDescriptors) {
     }
     close(openat(chain.back(), "leaf", O_CREAT | O_WRONLY, 0644));
 
-    const std::size_t before = openDescriptorCount();
+    const std::ptrdiff_t before = openDescriptorCount();
     auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
     ASSERT_TRUE(enumerator);
     Strings paths;
-    std::size_t descriptorsAtBottom = 0;
+    std::ptrdiff_t descriptorsAtBottom = 0;
     while (auto path = enumerator->nextObject()) {
         paths.push_back(*path);
         if (enumerator->level() == kDepth + 1) descriptorsAtBottom = openDescriptorCount();

@@ -41,8 +41,20 @@ std::string smbiosTable() {
            memoryDevice(4096, 0, 0x18, 1600);
 }
 
-TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
-    const auto modules = kq::memoryModulesFromSMBIOSTable(smbiosTable());
+class LinuxInventoryTest : public ::testing::Test {
+protected:
+    kq::LinuxSystemFacts facts() const { return kq::LinuxSystemFacts({root.path(), root / "home", false}); }
+    kqtest::TemporaryDirectory root;
+};
+
+TEST_F(LinuxInventoryTest, MemoryModulesOfTypeSeventeenFromTheDMITableUntilTheEndMarker) {
+    EXPECT_TRUE(facts().memoryModules().empty());
+    // A folder where the table should be cannot be read, even by root.
+    root.makeDirectory("sys/firmware/dmi/tables/DMI");
+    EXPECT_TRUE(facts().memoryModules().empty());
+    std::filesystem::remove(root / "sys/firmware/dmi/tables/DMI");
+    root.writeFile("sys/firmware/dmi/tables/DMI", smbiosTable());
+    const auto modules = facts().memoryModules();
     ASSERT_EQ(modules.size(), 3u);
     const auto& m = modules[0];
     EXPECT_EQ(std::tie(m.slotName, m.sizeBytes, m.type, m.speedMHz),
@@ -101,22 +113,6 @@ TEST(PCIIDs, NamesAndShortVendorNames) {
     EXPECT_EQ(std::get<0>(names(0x0003, 0x0000)), std::nullopt);
     for (auto [full, brief] : {std::pair{"Advanced Micro Devices, Inc. [AMD/ATI]", "AMD"}, {"Red Hat, Inc.", "Red Hat"}})
         EXPECT_EQ(kq::shortVendorName(full), brief);
-}
-
-class LinuxInventoryTest : public ::testing::Test {
-protected:
-    kq::LinuxSystemFacts facts() const { return kq::LinuxSystemFacts({root.path(), root / "home", false}); }
-    kqtest::TemporaryDirectory root;
-};
-
-TEST_F(LinuxInventoryTest, MemoryModulesFromTheDMITable) {
-    EXPECT_TRUE(facts().memoryModules().empty());
-    // A folder where the table should be cannot be read, even by root.
-    root.makeDirectory("sys/firmware/dmi/tables/DMI");
-    EXPECT_TRUE(facts().memoryModules().empty());
-    std::filesystem::remove(root / "sys/firmware/dmi/tables/DMI");
-    root.writeFile("sys/firmware/dmi/tables/DMI", smbiosTable());
-    EXPECT_EQ(facts().memoryModules().size(), 3u);
 }
 
 TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {

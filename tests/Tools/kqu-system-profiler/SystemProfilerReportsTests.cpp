@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "Common/SystemInformation/SystemInformationState.h"
 #include "KQFoundation/KQUSystemInformation.h"
@@ -66,8 +67,8 @@ TEST_F(ProfilerReportsTest, ApplicationsBelowTheLayoutsApplicationFolders) {
     for (const kq::Value& item : items) paths.push_back(*item.asDictionary()->stringValueForKey("path"));
     EXPECT_EQ(paths, (std::vector<std::string>{mac / "Applications/Safari.app", mac / "Applications/Utilities/Terminal.app",
                                                mac / "Users/sam/Applications/Mine.app"}));
-    EXPECT_EQ(std::make_pair(*items[0].asDictionary()->stringValueForKey("version"),
-                             *items[0].asDictionary()->stringValueForKey("_name")), std::make_pair("11.1.2", "Safari"));
+    EXPECT_EQ(std::make_tuple(*items[0].asDictionary()->stringValueForKey("version"),
+                              *items[0].asDictionary()->stringValueForKey("_name")), std::make_tuple("11.1.2", "Safari"));
     EXPECT_NE(profiler::reportText(*report).find("      Location: " + (mac / "Applications/Safari.app") + "\n"),
               std::string::npos);
 }
