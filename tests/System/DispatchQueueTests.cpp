@@ -20,7 +20,6 @@ using kq::DispatchQueue;
 
 TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATime) {
     auto queue = DispatchQueue::createSerialQueue("test.serial");
-    EXPECT_EQ(queue->label(), "test.serial");
     std::vector<int> order;
     std::atomic<int> running{0};
     std::atomic<bool> overlapped{false};

@@ -9,6 +9,7 @@
 
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/URL.h"
+#include "Support/ScopedLayout.h"
 #include "System/PerLayoutCache.h"
 
 namespace {
@@ -17,15 +18,7 @@ using kq::FileSystemLayout;
 using kq::SearchPathDirectory;
 using Strings = std::vector<std::string>;
 
-/// Makes a layout current for one test and restores the previous one.
-class LayoutTest : public testing::Test {
-protected:
-    void SetUp() override { saved_ = FileSystemLayout::current(); }
-    void TearDown() override { FileSystemLayout::setCurrent(saved_); }
-    std::shared_ptr<const FileSystemLayout> saved_;
-};
-
-TEST_F(LayoutTest, NormalisesRootAndHomeAndResolvesMacPathsUnderTheRoot) {
+TEST(FileSystemLayout, NormalisesRootAndHomeAndResolvesMacPathsUnderTheRoot) {
     FileSystemLayout layout("/mnt/mac//", "/home/me/");
     EXPECT_EQ(std::make_tuple(layout.root(), layout.home(), layout.isHostRoot()), std::make_tuple("/mnt/mac", "/home/me", false));
     for (auto [root, home, normalRoot, normalHome] : {std::tuple{"", "/home/x", "/", "/home/x"}, {"///", "/h", "/", "/h"},
@@ -47,7 +40,7 @@ TEST_F(LayoutTest, NormalisesRootAndHomeAndResolvesMacPathsUnderTheRoot) {
         EXPECT_EQ(layout.resolveResourcePath(path), resolved);
 }
 
-TEST_F(LayoutTest, SearchPathsPerDomainInPlatformOrder) {
+TEST(FileSystemLayout, SearchPathsPerDomainInPlatformOrder) {
     FileSystemLayout layout("/mac", "/mac/Users/me");
     EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::Library, kq::AllDomainsMask),
               (Strings{"/mac/Users/me/Library", "/mac/Library", "/mac/Network/Library", "/mac/System/Library"}));
@@ -75,8 +68,8 @@ TEST_F(LayoutTest, SearchPathsPerDomainInPlatformOrder) {
                        "/Network/Developer", "/System/Library"}));
 }
 
-TEST_F(LayoutTest, TildeFollowsTheCurrentLayout) {
-    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/mac", "/mac/Users/me"));
+TEST(FileSystemLayout, TildeFollowsTheCurrentLayout) {
+    kqtest::ScopedLayout layout{"/mac", "/mac/Users/me"};
     EXPECT_EQ(kq::URL::fileURLWithPath("~/Library", true).path(), "/mac/Users/me/Library");
     EXPECT_EQ(kq::stringByStandardizingPath("~/Library/../Desktop"), "/mac/Users/me/Desktop");
     EXPECT_EQ(kq::stringByExpandingTildeInPath("~"), "/mac/Users/me");
@@ -87,7 +80,8 @@ TEST_F(LayoutTest, TildeFollowsTheCurrentLayout) {
     EXPECT_TRUE(FileSystemLayout::current()->isHostRoot());
 }
 
-TEST_F(LayoutTest, CurrentCanBeSwappedWhileOthersRead) {
+TEST(FileSystemLayout, CurrentCanBeSwappedWhileOthersRead) {
+    kqtest::ScopedLayout restore{"/", "/"};
     std::atomic<bool> done{false};
     std::atomic<int> badReads{0};
     std::thread reader([&] {
@@ -104,14 +98,14 @@ TEST_F(LayoutTest, CurrentCanBeSwappedWhileOthersRead) {
     EXPECT_EQ(badReads, 0);
 }
 
-TEST_F(LayoutTest, PerLayoutCacheBuildsOncePerRootAndHome) {
+TEST(FileSystemLayout, PerLayoutCacheBuildsOncePerRootAndHome) {
     kq::PerLayoutCache<std::string> cache;
     int builds = 0;
     const auto build = [&](const FileSystemLayout& layout) {
         ++builds;
         return layout.root();
     };
-    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/a", "/a/h"));
+    kqtest::ScopedLayout restore{"/a", "/a/h"};
     EXPECT_EQ(cache.get(build), "/a");
     EXPECT_EQ(cache.get(build), "/a");
     FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/a", "/a/other"));

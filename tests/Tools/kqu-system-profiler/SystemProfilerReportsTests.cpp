@@ -11,6 +11,7 @@
 #include "KQFoundation/KQUSystemInformation.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "System/Linux/LinuxSystemFacts.h"
+#include "Support/ScopedLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -90,15 +91,14 @@ protected:
         kq::systeminformation::resetForTesting();
         KQUSystemInformation::setSystemProfilerPath(program);
         ::setenv("KQ_SYSTEM_ROOT", machine.path().c_str(), 1);
-        previous = kq::FileSystemLayout::current();
-        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(layout()));
+        scopedLayout.emplace(mac.path(), mac / "Users/sam");
     }
     void TearDown() override {
         ::unsetenv("KQ_SYSTEM_ROOT");
-        if (previous) kq::FileSystemLayout::setCurrent(previous);
+        scopedLayout.reset();
         kq::systeminformation::resetForTesting();
     }
-    std::shared_ptr<const kq::FileSystemLayout> previous;
+    std::optional<kqtest::ScopedLayout> scopedLayout;
 };
 
 TEST_F(ShippedProfilerTest, HardwareApplicationsMemoryAndGraphicsOfTheFixtures) {
