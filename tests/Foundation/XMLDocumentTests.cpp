@@ -47,16 +47,14 @@ TEST(XMLDocument, NamespacedTreeAttributesAndText) {
     const XMLElement* description = descriptions[0];
     ASSERT_TRUE(description->attributeForLocalName("id", kEM));
     EXPECT_EQ(description->attributeForLocalName("id", kEM)->stringValue(), "tool@example.com");
-    EXPECT_EQ(description->attributeForName("about"), nullptr);
-    EXPECT_EQ(description->attributeForLocalName("id", kRDF), nullptr);
+    EXPECT_FALSE(description->attributeForName("about") || description->attributeForLocalName("id", kRDF));
 
     const XMLElement* name = description->elementForName("em:name");
     ASSERT_TRUE(name && name->childCount() == 3);
     EXPECT_EQ(name->stringValue(), "Tool & <Co>") << "text and CDATA, no comment";
     EXPECT_EQ(name->children()[2]->kind(), XMLNode::Kind::Comment);
-    EXPECT_EQ(description->elementsForName("em:version").size(), 2u);
-    EXPECT_EQ(description->elementForName("em:version")->stringValue(), "1.2");
-    EXPECT_EQ(description->elementForName("version"), nullptr);
+    EXPECT_EQ(std::make_tuple(description->elementsForName("em:version").size(), description->elementForName("em:version")->stringValue(),
+                              description->elementForName("version")), std::make_tuple(2u, "1.2", nullptr));
     EXPECT_NE(root->stringValue().find("1.2ignored"), std::string::npos);
 }
 
@@ -77,8 +75,7 @@ TEST(XMLDocument, CopiesAreDeepAndOutliveTheDocument) {
 
 TEST(XMLDocument, RefusesBadInputAndLoadsNothing) {
     std::string deep;
-    for (int i = 0; i < 300; ++i) deep += "<a>";
-    for (int i = 0; i < 300; ++i) deep += "</a>";
+    for (int i = 0; i < 300; ++i) deep = "<a>" + deep + "</a>";
     for (std::string_view bad : {std::string_view(""), std::string_view("plain"), std::string_view("<a>"),
                                  std::string_view("<a></b>"), std::string_view("<a/><b/>"), std::string_view(deep)})
         EXPECT_FALSE(parse(bad)) << bad.substr(0, 20);
@@ -87,10 +84,9 @@ TEST(XMLDocument, RefusesBadInputAndLoadsNothing) {
     auto document = parse(R"(<!DOCTYPE a [<!ENTITY f SYSTEM "file:///etc/hostname"><!ENTITY e "x&e2;"><!ENTITY e2 "y">]>)"
                           R"(<a v="&#65;&lt;">&f;&e;&#x42;</a>)");
     ASSERT_TRUE(document);
-    EXPECT_EQ(document->rootElement()->stringValue(), "B");
-    EXPECT_EQ(document->rootElement()->attributeForName("v")->stringValue(), "A<");
+    EXPECT_EQ(std::make_tuple(document->rootElement()->stringValue(), document->rootElement()->attributeForName("v")->stringValue()),
+              std::make_tuple("B", "A<"));
 
-    // UTF-16 with a byte-order mark.
     const char16_t text[] = u"\xFEFF<r>\u00E9</r>";
     auto utf16 = parse(std::string_view(reinterpret_cast<const char*>(text), sizeof text - 2));
     ASSERT_TRUE(utf16);

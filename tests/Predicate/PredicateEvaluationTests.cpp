@@ -148,8 +148,7 @@ TEST(PredicateEvaluation, SubstitutionVariables) {
     EXPECT_THROW(partly->evaluateWithObject(r), kq::InvalidArgumentException);
     const auto whole = partly->predicateWithSubstitutionVariables(Dictionary{{"min", 4096}});
     EXPECT_FALSE(whole->evaluateWithObject(r));
-    // The original is untouched.
-    EXPECT_EQ(template_->predicateFormat(), "identifier BEGINSWITH[c] $prefix AND size > $min");
+    EXPECT_EQ(template_->predicateFormat(), "identifier BEGINSWITH[c] $prefix AND size > $min");  // untouched
 
     const auto list = Predicate::predicateWithFormat("lastPathComponent IN {$a, 'Other.app'}")
                           ->predicateWithSubstitutionVariables(Dictionary{{"a", "Café.app"}});

@@ -59,12 +59,10 @@ TEST_F(LinuxInventoryTest, MemoryModulesOfTypeSeventeenFromTheDMITableUntilTheEn
     const auto& m = modules[0];
     EXPECT_EQ(std::tie(m.slotName, m.sizeBytes, m.type, m.speedMHz),
               std::make_tuple("BANK 0/DIMM 0", 8ull << 30, "DDR4", 2667u));
-    // Strings are trimmed.
     EXPECT_EQ(std::tie(m.manufacturer, m.serialNumber, m.partNumber),
               std::make_tuple("Samsung", "12345678", "M471A1K43CB1-CTD"));
     EXPECT_EQ(std::tie(modules[1].sizeBytes, modules[1].type, modules[2].sizeBytes, modules[2].type),
               std::make_tuple(0ull, "Empty", 64ull << 30, "DDR5"));
-    // A truncated table gives nothing.
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(smbiosTable().substr(0, 60)).empty());
 }
 

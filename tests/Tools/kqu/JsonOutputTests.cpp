@@ -9,18 +9,16 @@ namespace {
 using kqu::JsonStyle;
 using kqu::toJSON;
 
-TEST(JsonOutput, ScalarsAndContainersCompact) {
+TEST(JsonOutput, ScalarsAndContainersCompactAndPretty) {
     kq::Dictionary object{{"b", true}, {"n", nullptr}, {"i", -42}, {"r", 1.5}, {"whole", 2.0},
                           {"a", kq::Array{1, "x", kq::Array{}}}, {"d", kq::Dictionary{}}};
     EXPECT_EQ(toJSON(object, JsonStyle::Compact),
               R"({"b":true,"n":null,"i":-42,"r":1.5,"whole":2.0,"a":[1,"x",[]],"d":{}})");
     EXPECT_EQ(toJSON(std::nan(""), JsonStyle::Compact), "null");
     EXPECT_EQ(toJSON(INFINITY, JsonStyle::Compact), "null");
-}
-
-TEST(JsonOutput, PrettyIndentsByTwoAndKeepsKeyOrder) {
-    kq::Dictionary object{{"z", 1}, {"a", kq::Array{kq::Dictionary{{"k", "v"}}}}};
-    EXPECT_EQ(toJSON(object), "{\n  \"z\": 1,\n  \"a\": [\n    {\n      \"k\": \"v\"\n    }\n  ]\n}");
+    // Pretty output indents by two and keeps the key order.
+    EXPECT_EQ(toJSON(kq::Dictionary{{"z", 1}, {"a", kq::Array{kq::Dictionary{{"k", "v"}}}}}),
+              "{\n  \"z\": 1,\n  \"a\": [\n    {\n      \"k\": \"v\"\n    }\n  ]\n}");
 }
 
 TEST(JsonOutput, StringsAreEscaped) {
