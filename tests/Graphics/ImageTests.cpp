@@ -50,9 +50,8 @@ TEST(Image, RasterFormatsGiveTheirFormatAndSize) {
         const auto& r = image->representations()[0];
         EXPECT_EQ(std::tie(r.format, r.pixelsWide, r.pixelsHigh, r.bytes), std::make_tuple(format, 5u, 3u, raster(format, 5, 3)));
     }
-    auto gif = kq::Image::imageWithData(kGIF);
-    ASSERT_TRUE(gif);
-    EXPECT_EQ(std::tie(gif->representations()[0].format, gif->representations()[0].pixelsWide), std::make_tuple("gif", 3u));
+    const auto gif = kq::Image::imageWithData(kGIF).value().representations().at(0);
+    EXPECT_EQ(std::tie(gif.format, gif.pixelsWide), std::make_tuple("gif", 3u));
 }
 
 TEST(Image, SVGTakesItsDeclaredSize) {
@@ -97,11 +96,8 @@ TEST(Image, FilesAndIconFamilies) {
     Data small = raster("png", 16, 16), large = raster("png", 32, 32);
     std::string file = tmp.writeFile("icon.png", std::string(small.begin(), small.end()));
     tmp.makeSymlink("link.png", file);
-    for (const char* name : {"icon.png", "link.png"}) {
-        auto image = kq::Image::imageWithContentsOfFile(tmp / name);
-        ASSERT_TRUE(image) << name;
-        EXPECT_EQ(image->representations()[0].bytes, small);
-    }
+    for (const char* name : {"icon.png", "link.png"})
+        EXPECT_EQ(kq::Image::imageWithContentsOfFile(tmp / name).value().representations().at(0).bytes, small) << name;
 
     // Two PNG entries, one old bitmap entry in between, and a trailing
     // entry whose length runs past the end.
@@ -117,11 +113,9 @@ TEST(Image, FilesAndIconFamilies) {
     entry("ic07", large);
     icns.insert(icns.end(), {'i', 'c', '0', '8', 0x7f, 0, 0, 0});
     for (int i = 0; i < 4; ++i) icns[4 + i] = static_cast<std::uint8_t>(icns.size() >> (24 - 8 * i));
-    auto family = kq::Image::imageWithData(icns);
-    ASSERT_TRUE(family);
-    ASSERT_EQ(family->representations().size(), 2u);
-    EXPECT_EQ(family->representations()[1].pixelsWide, 32u);
-    EXPECT_EQ(family->representations()[1].bytes, large);
+    const auto family = kq::Image::imageWithData(icns).value().representations();
+    ASSERT_EQ(family.size(), 2u);
+    EXPECT_EQ(std::tie(family[1].pixelsWide, family[1].bytes), std::make_tuple(32u, large));
 }
 
 TEST(Image, PropertyListRoundTripAndRejectsMalformedLists) {
