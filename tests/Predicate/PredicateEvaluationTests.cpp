@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -55,14 +56,9 @@ TEST(PredicateEvaluation, URLKeys) {
 }
 
 TEST(PredicateEvaluation, UndefinedKeysRaiseThePlatformException) {
-    const URL url = URL::fileURLWithPath("/tmp/x");
-    try {
-        eval("bogus == 1", url);
-        FAIL() << "no exception";
-    } catch (const kq::InvalidArgumentException& e) {
-        EXPECT_STREQ(e.what(),
-                     "[NSURL valueForUndefinedKey:]: this class is not key value coding-compliant for the key bogus.");
-    }
+    EXPECT_THAT([] { eval("bogus == 1", URL::fileURLWithPath("/tmp/x")); },
+                testing::ThrowsMessage<kq::InvalidArgumentException>(testing::StrEq(
+                    "[NSURL valueForUndefinedKey:]: this class is not key value coding-compliant for the key bogus.")));
     EXPECT_THROW(eval("size.name == 1", sampleRecord()), kq::InvalidArgumentException);
 }
 
