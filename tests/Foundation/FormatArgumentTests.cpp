@@ -22,7 +22,7 @@ void expectRows(const std::vector<Row>& rows) {
     }
 }
 
-TEST(FormatArgument, IntegersReadTheirConversionsWidth) {
+TEST(FormatArgument, NumbersWithWidthPrecisionStarsAndPositions) {
     expectRows({
         {"%d|%5d|%-5d|%05d|%+d", {1, 2, 3, 4, 5}, "1|    2|3    |00004|+5"},
         {"%hhd %hhu %hd", {300, -1, 70000}, "44 255 4464"},
@@ -34,11 +34,6 @@ TEST(FormatArgument, IntegersReadTheirConversionsWidth) {
         {"%D %U %O", {std::int64_t{1} << 40, -1, 8}, "1099511627776 18446744073709551615 10"},
         {"%c%c %C %lc %C", {'o', 'k', 0x263A, 0x1F600, 0xD800}, "ok \u263A \U0001F600 \uFFFD"},
         {"%p", {reinterpret_cast<const void*>(0x1234)}, "0x1234"},
-    });
-}
-
-TEST(FormatArgument, FloatingWidthPrecisionAndStars) {
-    expectRows({
         {"%.2f %8.3f %e %g %Lf", {3.14159, 2.5, 1500.0, 0.0001, 1.5L}, "3.14    2.500 1.500000e+03 0.0001 1.500000"},
         {"%*d|%-*d|%*d", {5, 42, 3, 7, -3, 8}, "   42|7  |8  "},
         {"%.*f|%.*f", {2, 3.14159, -1, 0.5}, "3.14|0.500000"},

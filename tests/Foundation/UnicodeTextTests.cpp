@@ -77,18 +77,15 @@ TEST(UnicodeText, LikePatterns) {
     }
 }
 
-TEST(UnicodeText, CountsUTF16UnitsAndSurvivesBrokenUTF8) {
+TEST(UnicodeText, DecodesWellFormedUTF8OnlyCountsUTF16UnitsAndSurvivesBrokenUTF8) {
     const std::string broken = "a\xff\xc3";
     EXPECT_EQ(kq::lengthInUTF16Units("abcé😀" + broken), 9u);
     EXPECT_TRUE(kq::containsCaseInsensitive(broken, "A"));
     EXPECT_FALSE(kq::hasSuffixCaseInsensitive(broken, ".APP") || kq::matchesLikePatternFolded(broken, "a?", kCase));
     EXPECT_EQ(kq::substringFromUTF16Index("\xF0\x9F\x98\x80x", 2), "x");
     EXPECT_EQ(kq::substringFromUTF16Index("ab", 3), std::nullopt);
-}
 
-// The one decoder every reader of UTF-8 uses: what it refuses is what the
-// platform's decoder refuses.
-TEST(UnicodeText, DecodesWellFormedUTF8Only) {
+    // The one decoder every reader of UTF-8 uses: what it refuses is what the platform's decoder refuses.
     struct Case {
         std::string_view bytes;
         std::size_t length;

@@ -137,24 +137,19 @@ TEST(PredicateParsing, NestingIsBoundedAndTheErrorNamesWhereItWentTooDeep) {
     }
 }
 
-TEST(PredicateParsing, ComposedPredicatesAreBoundedToo) {
+TEST(PredicateParsing, CompoundFactoriesAreBoundedAndPrintParentheses) {
     const auto leaf = Predicate::predicateWithFormat("a == 1");
     auto p = leaf;
-    for (std::size_t level = 2; level <= Predicate::kMaximumDepth; ++level) {
-        p = level % 2 ? Predicate::notPredicateWithSubpredicate(p)
-                      : Predicate::andPredicateWithSubpredicates({leaf, p});
-    }
+    for (std::size_t level = 2; level <= Predicate::kMaximumDepth; ++level)
+        p = level % 2 ? Predicate::notPredicateWithSubpredicate(p) : Predicate::andPredicateWithSubpredicates({leaf, p});
     EXPECT_NO_THROW(p->evaluateWithObject(Value(kq::Dictionary{{"a", 1}})) && !p->predicateFormat().empty());
     EXPECT_THROW(Predicate::notPredicateWithSubpredicate(p), kq::InvalidArgumentException);
     EXPECT_THROW(Predicate::orPredicateWithSubpredicates({Predicate::predicateWithValue(true), p}),
                  kq::InvalidArgumentException);
-}
 
-TEST(PredicateParsing, CompoundFactories) {
-    auto a = Predicate::predicateWithFormat("a == 1");
-    auto b = Predicate::predicateWithFormat("b == 2 OR c == 3");
-    EXPECT_EQ(Predicate::andPredicateWithSubpredicates({a, b})->predicateFormat(), "a == 1 AND (b == 2 OR c == 3)");
-    EXPECT_EQ(Predicate::orPredicateWithSubpredicates({a})->predicateFormat(), "a == 1");
+    const auto b = Predicate::predicateWithFormat("b == 2 OR c == 3");
+    EXPECT_EQ(Predicate::andPredicateWithSubpredicates({leaf, b})->predicateFormat(), "a == 1 AND (b == 2 OR c == 3)");
+    EXPECT_EQ(Predicate::orPredicateWithSubpredicates({leaf})->predicateFormat(), "a == 1");
     EXPECT_EQ(Predicate::notPredicateWithSubpredicate(b)->predicateFormat(), "NOT (b == 2 OR c == 3)");
     EXPECT_EQ(kq::describe(*Predicate::andPredicateWithSubpredicates({})), "TRUEPREDICATE");
 }
