@@ -12,7 +12,7 @@ namespace {
 
 using kq::URL;
 
-TEST(FileURL, EscapesPathAndMarksDirectories) {
+TEST(URL, EscapesPathMarksDirectoriesAndComparesByKind) {
     URL folder = URL::fileURLWithPath("/Users/a b/100%?#", true);
     EXPECT_EQ(folder.absoluteString(), "file:///Users/a%20b/100%25%3F%23/");
     EXPECT_EQ(folder.path(), "/Users/a b/100%?#");
@@ -23,6 +23,10 @@ TEST(FileURL, EscapesPathAndMarksDirectories) {
 
     const auto parsed = URL::URLWithString(folder.absoluteString());
     EXPECT_TRUE(parsed == folder && parsed->hash() == folder.hash());
+    // Kinds are told apart; equal URLs hash alike.
+    const URL text = URL::URLWithString("http://h/x").value();
+    EXPECT_TRUE(text != URL::fileURLWithPath("/x", false) && text != URL::URLWithString("http://h/x/").value());
+    EXPECT_EQ((std::unordered_set<URL>{text, text, URL::fileURLWithPath("/x", false)}.size()), 2u);
 }
 
 TEST(FileURL, AsksTheFileSystemOnlyWithoutAType) {
@@ -103,12 +107,6 @@ TEST(NetworkURL, PathOperationsKeepQueryAndFragment) {
               "https://h/docs/a%20b%3F?x=1#top");
     EXPECT_EQ(URL::URLWithString("https://h")->URLByAppendingPathComponent("x", true).absoluteString(), "https://h/x/");
     EXPECT_EQ(URL::URLWithString("https://h/a/./b/../c/")->URLByStandardizingPath().absoluteString(), "https://h/a/c/");
-}
-
-TEST(URLEquality, DistinguishesKindsAndWorksInSets) {
-    const URL text = URL::URLWithString("http://h/x").value();
-    EXPECT_TRUE(text != URL::fileURLWithPath("/x", false) && text != URL::URLWithString("http://h/x/").value());
-    EXPECT_EQ((std::unordered_set<URL>{text, text, URL::fileURLWithPath("/x", false)}.size()), 2u);
 }
 
 }  // namespace

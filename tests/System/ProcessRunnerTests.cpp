@@ -32,14 +32,11 @@ TEST(ProcessRunner, AddsAndReplacesEnvironmentVariables) {
     EXPECT_EQ(text(result.standardOutput), "inner x=y\n");
 }
 
-TEST(ProcessRunner, ProgramsThatCannotBeLaunchedThrow) {
+TEST(ProcessRunner, FindsProgramsOnThePathAndThrowsForThoseThatCannotBeLaunched) {
     kqtest::TemporaryDirectory folder;
     const std::string notExecutable = folder.writeFile("script", "#!/bin/sh\necho hi\n");
     for (const std::string& program : {folder / "missing", notExecutable, folder.path(), std::string()})
         EXPECT_THROW(kq::ProcessRunner::run(program, {}), kq::InvalidArgumentException) << program;
-}
-
-TEST(ProcessRunner, FindsProgramsOnThePath) {
     EXPECT_TRUE(kq::ProcessRunner::findInPath("sh").value_or("").ends_with("/sh"));
     EXPECT_EQ(kq::ProcessRunner::findInPath("kq-no-such-program"), std::nullopt);
     EXPECT_EQ(kq::ProcessRunner::findInPath("/bin/sh"), std::nullopt);
