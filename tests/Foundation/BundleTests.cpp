@@ -145,7 +145,7 @@ TEST_F(BundleTests, LocalizedStringsFallBackThroughLocalizationsToTheGivenValue)
     EXPECT_EQ(text(bundle->dataForResource("Readme", "txt")), "Lies mich");
 }
 
-TEST_F(BundleTests, MainBundleIsTheProgramsFolderUnlessSet) {
+TEST_F(BundleTests, MainBundleIsTheProgramsFolderAndLibraryResourcesAreCompiledInOrAFolder) {
     auto main = kq::Bundle::mainBundle();
     ASSERT_TRUE(main);
     EXPECT_EQ(std::filesystem::canonical(main->bundlePath()), std::filesystem::canonical("/proc/self/exe").parent_path());
@@ -153,9 +153,7 @@ TEST_F(BundleTests, MainBundleIsTheProgramsFolderUnlessSet) {
     EXPECT_EQ(kq::Bundle::mainBundle()->bundlePath(), dir / "Foo.app");
     kq::Bundle::setMainBundle(nullptr);
     EXPECT_EQ(kq::Bundle::mainBundle()->bundlePath(), main->bundlePath());
-}
 
-TEST_F(BundleTests, LibraryResourcesAreCompiledInOrComeFromAFolder) {
     ScopedEnvironment env({{"LANG", "en_US.UTF-8"}}, kLocaleAndResources);
     kq::Bundle::setLibraryResourcesPath(std::nullopt);
     auto library = kq::Bundle::libraryBundle();

@@ -31,7 +31,7 @@ private:
 
 }  // namespace
 
-TEST(Observable, DeliversPriorOldAndNewValuesInOrder) {
+TEST(Observable, DeliversChangesInOrderAndManualKeysOnlyByHand) {
     Counter counter;
     std::vector<std::string> seen;
     auto token = counter.addObserver(
@@ -48,10 +48,8 @@ TEST(Observable, DeliversPriorOldAndNewValuesInOrder) {
     counter.removeObserver(token);
     counter.setCount(6);
     EXPECT_EQ(seen, (std::vector<std::string>{"count new=0", "count prior old=0", "count old=0 new=5"}));
-}
 
-TEST(Observable, KeysWithoutAutomaticNotificationOnlyNotifyByHand) {
-    Counter counter;
+    // Keys without automatic notification notify only by hand.
     int calls = 0;
     counter.addObserver("manual", 0, [&](const kq::Observable&, const std::string&, const kq::KeyValueChange&) {
         ++calls;

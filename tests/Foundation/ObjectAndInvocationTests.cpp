@@ -29,7 +29,7 @@ public:
     kq::ObjectArguments received;
 };
 
-TEST(Object, SignaturesCountColonsAndUnknownSelectorsGiveNothing) {
+TEST(Object, SignaturesCountColonsAndPerformSelectorPadsWithNilAndRejectsExtras) {
     Recorder recorder;
     struct Case {
         const char* selector;
@@ -47,10 +47,7 @@ TEST(Object, SignaturesCountColonsAndUnknownSelectorsGiveNothing) {
         }
     }
     EXPECT_FALSE(recorder.performSelector("missing:", std::string("x")).has_value());
-}
 
-TEST(Object, PerformSelectorPadsWithNilRejectsExtraArgumentsAndReturnsResult) {
-    Recorder recorder;
     EXPECT_EQ(std::any_cast<std::string>(recorder.performSelector("join:with:", std::string("a"), std::string("b")).value()), "a+b");
     EXPECT_EQ(std::any_cast<std::string>(*recorder.performSelector("join:with:", std::string("a"))), "a+nil");
     EXPECT_THROW(recorder.performSelector("reload", 1), kq::InvalidArgumentException);

@@ -37,7 +37,7 @@ TEST(PathUtilities, SinglePathOperations) {
     }
 }
 
-TEST(PathUtilities, AppendingComponentsAndExtensions) {
+TEST(PathUtilities, AppendingComponentsAndAbsolutePathsThatKeepTildeLiteral) {
     const struct {
         Binary f;
         const char *path, *piece, *expected;
@@ -57,9 +57,8 @@ TEST(PathUtilities, AppendingComponentsAndExtensions) {
     for (const auto& [path, components] : std::vector<std::pair<const char*, Strings>>{
              {"/a/b", {"/", "a", "b"}}, {"a/b/", {"a", "b", "/"}}, {"/a//b", {"/", "a", "b"}}, {"/", {"/"}}, {"", {}}})
         EXPECT_EQ(kq::pathComponents(path), components) << path;
-}
 
-TEST(PathUtilities, AbsolutePathsAreLexicalAndKeepTildeLiteral) {
+    // Absolute paths are lexical.
     const std::string cwd = std::filesystem::current_path().string();
     EXPECT_EQ(kq::absolutePath("/a/./b/../c//"), "/a/c");
     EXPECT_EQ(kq::absolutePath("/a/./b/../c//", false), "/a/./b/../c");

@@ -56,7 +56,7 @@ TEST(StringsFileTests, ReadsEntriesCommentsEscapesAndUnquotedWords) {
     }
 }
 
-TEST(StringsFileTests, ReadsUTF16InBothByteOrdersWithAndWithoutBOMAndUTF8WithBOM) {
+TEST(StringsFileTests, ReadsUTF16AndUTF8WithBOMBracedTablesAndPropertyLists) {
     std::u16string text = u"/* Deutsch */\n\"Open\" = \"\u00D6ffnen\";\n\"Smile\" = \"\U0001F600\";\n";
     for (bool bigEndian : {false, true})
         for (bool withBOM : {true, false}) {
@@ -65,9 +65,7 @@ TEST(StringsFileTests, ReadsUTF16InBothByteOrdersWithAndWithoutBOMAndUTF8WithBOM
                 << "big-endian " << bigEndian << ", BOM " << withBOM;
         }
     EXPECT_EQ(stringFor(kq::parseStringsFile(bytesOf("\xEF\xBB\xBF\"k\" = \"\xC3\xA9\";")).value(), "k"), "\xC3\xA9");
-}
 
-TEST(StringsFileTests, AcceptsBracedTableAndPropertyListForms) {
     EXPECT_EQ(stringFor(kq::parseStringsFile(bytesOf("{ \"a\" = \"1\"; b = 2; }\n")).value(), "b"), "2");
     auto xml = kq::parseStringsFile(bytesOf(R"(<?xml version="1.0" encoding="UTF-8"?>
 <plist version="1.0"><dict><key>Open</key><string>Öffnen</string>

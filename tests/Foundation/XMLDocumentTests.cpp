@@ -93,7 +93,7 @@ TEST(XMLDocument, RefusesBadInputAndLoadsNothing) {
     EXPECT_EQ(utf16->rootElement()->stringValue(), "\xC3\xA9");
 }
 
-TEST(XMLNodeKQFoundation, DateValueIsLocalTimeAndWholeText) {
+TEST(XMLNodeKQFoundation, DateValueIsLocalTimeAndWholeTextAndChildrenStringValues) {
     ScopedTimeZone zone("Europe/Berlin");
     auto document = parse("<d><ok>2015-06-01T10:00:00</ok><winter>2015-01-01T00:00:00</winter>"
                           "<z>2015-06-01T10:00:00Z</z><f>2015-06-01T10:00:00.5</f><day>2015-06-01</day>"
@@ -105,10 +105,8 @@ TEST(XMLNodeKQFoundation, DateValueIsLocalTimeAndWholeText) {
     EXPECT_EQ(d->elementForName("winter")->dateValue(), kq::Date(duration<double>(1420066800.0)));
     for (const char* name : {"z", "f", "day", "bad", "empty"})
         EXPECT_FALSE(d->elementForName(name)->dateValue()) << name;
-}
 
-TEST(XMLNodeKQFoundation, ChildrenStringValues) {
-    auto document = parse("<r><none/><some>a<b>c</b><!--d--><e/></some></r>");
+    document = parse("<r><none/><some>a<b>c</b><!--d--><e/></some></r>");
     ASSERT_TRUE(document);
     const XMLElement* r = document->rootElement();
     EXPECT_EQ(r->elementForName("none")->childrenStringValues(), std::nullopt);

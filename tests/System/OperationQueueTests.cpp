@@ -44,7 +44,7 @@ struct Counted {
     }
 };
 
-TEST(Operation, RunsOnceAndCancelledBeforeStartOnlyCompletes) {
+TEST(Operation, RunsOnceCancelledBeforeStartOnlyCompletesAndThrowingWorkIsLogged) {
     Counted counted;
     auto operation = counted.make();
     operation->start();
@@ -58,16 +58,14 @@ TEST(Operation, RunsOnceAndCancelledBeforeStartOnlyCompletes) {
     cancelled->start();
     EXPECT_TRUE(cancelled->isFinished());
     EXPECT_EQ(std::make_pair(counted.runs.load(), counted.completions.load()), std::make_pair(1, 2));
-}
 
-TEST(Operation, ThrowingWorkIsLoggedAndStillCompletes) {
     kq::LogCapture capture;
     OperationQueue queue;
-    Counted counted;
-    queue.addOperation(counted.make([] { throw std::runtime_error("boom"); }));
-    queue.addOperation(counted.make());
+    Counted queued;
+    queue.addOperation(queued.make([] { throw std::runtime_error("boom"); }));
+    queue.addOperation(queued.make());
     ASSERT_TRUE(queue.waitUntilAllOperationsAreFinished(kBound));
-    EXPECT_EQ(std::make_pair(counted.runs.load(), counted.completions.load()), std::make_pair(1, 2));
+    EXPECT_EQ(std::make_pair(queued.runs.load(), queued.completions.load()), std::make_pair(1, 2));
     ASSERT_EQ(capture.lines().size(), 1u);
     EXPECT_NE(capture.lines()[0].find("boom"), std::string::npos);
 }

@@ -44,7 +44,7 @@ protected:
     kqtest::TemporaryDirectory mac;
 };
 
-TEST_F(ProfilerReportsTest, HardwareOverviewInBothForms) {
+TEST_F(ProfilerReportsTest, HardwareOverviewMemoryWithoutModulesAndUnknownTypes) {
     const auto report = profiler::report("SPHardwareDataType", facts(), layout());
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(*report->stringValueForKey("_dataType"), "SPHardwareDataType");
@@ -52,13 +52,11 @@ TEST_F(ProfilerReportsTest, HardwareOverviewInBothForms) {
     const std::string text = profiler::reportText(*report);
     for (const char* line : {"\n      Processor Speed: 2.6 GHz\n", "\n      Serial Number (system): 5CG7ABC12\n"})
         EXPECT_NE(text.find(line), std::string::npos) << text;
-}
 
-TEST_F(ProfilerReportsTest, MemoryReportWithoutReadableModulesHasNoGroupsAndUnknownTypesNone) {
     EXPECT_EQ(profiler::report("SPAudioDataType", facts(), layout()), std::nullopt);
-    const auto report = profiler::report("SPMemoryDataType", facts(), layout());
-    EXPECT_TRUE(report->arrayValueForKey("_items")->empty());
-    EXPECT_EQ(profiler::reportText(*report), "Memory:\n\n");
+    const auto memory = profiler::report("SPMemoryDataType", facts(), layout());
+    EXPECT_TRUE(memory->arrayValueForKey("_items")->empty());
+    EXPECT_EQ(profiler::reportText(*memory), "Memory:\n\n");
 }
 
 TEST_F(ProfilerReportsTest, ApplicationsBelowTheLayoutsApplicationFolders) {
