@@ -10,7 +10,7 @@ using Strings = std::vector<std::string>;
 using Unary = std::string (*)(std::string_view);
 using Binary = std::string (*)(std::string_view, std::string_view);
 
-TEST(PathUtilities, SinglePathOperations) {
+TEST(PathUtilities, PathOperationsAndAbsolutePathsThatKeepTildeLiteral) {
     const struct {
         Unary f;
         const char* name;
@@ -35,9 +35,7 @@ TEST(PathUtilities, SinglePathOperations) {
             EXPECT_EQ(t.f(in), out);
         }
     }
-}
 
-TEST(PathUtilities, AppendingComponentsAndAbsolutePathsThatKeepTildeLiteral) {
     const struct {
         Binary f;
         const char *path, *piece, *expected;

@@ -79,7 +79,23 @@ TEST_F(LinuxSystemFactsTest, EnNamesCountNonLoopbackInterfacesInNameOrder) {
     EXPECT_FALSE(facts().networkInterface("en3") || facts().networkInterface("eth0"));
 }
 
-TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
+TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopologyOnEveryArchitecture) {
+    // Each architecture names its processor differently.
+    root.writeFile("proc/cpuinfo", "processor\t: 0\ncpu\t\t: 7447A, altivec supported\nclock\t\t: 1249.999995MHz\n"
+                                   "\nplatform\t: PowerMac\n");
+    EXPECT_EQ(std::make_tuple(facts().hostBasicInfo()->cpuType, facts().hostBasicInfo()->cpuSubtype),
+              std::make_tuple(kq::kCPUTypePowerPC, kq::kCPUSubtypePowerPC7450));
+    EXPECT_EQ(std::make_tuple(facts().cpuBrandString(), facts().cpuFrequency()),
+              std::make_tuple("7447A, altivec supported", 1249999995u));
+    for (auto [cpu, subtype] : {std::pair{"740/750", kq::kCPUSubtypePowerPC750}, {"7400, altivec supported", 10},
+                                {"PPC970FX, altivec supported", 100}}) {
+        root.writeFile("proc/cpuinfo", std::string("processor\t: 0\ncpu\t\t: ") + cpu + "\n");
+        EXPECT_EQ(facts().hostBasicInfo()->cpuSubtype, subtype) << cpu;
+    }
+    root.writeFile("proc/cpuinfo", "processor\t: 0\nBogoMIPS\t: 108.00\nCPU architecture: 8\n");
+    EXPECT_EQ(std::make_tuple(facts().hostBasicInfo()->cpuType, facts().cpuBrandString()),
+              std::make_tuple(kq::kCPUTypeARM64, std::nullopt));
+
     root.writeFile("proc/cpuinfo",
                    "processor\t: 0\nvendor_id\t: GenuineIntel\nmodel name\t: Intel(R) Core(TM) i7-8650U CPU @ 1.90GHz\n"
                    "cpu MHz\t\t: 2112.000\nphysical id\t: 0\ncore id\t\t: 0\nflags\t\t: fpu lm sse\n\n"
@@ -103,24 +119,7 @@ TEST_F(LinuxSystemFactsTest, ProcessorFromCPUInfoAndTopology) {
     EXPECT_EQ(facts().hostBasicInfo()->maxCpus, 5);
 }
 
-TEST_F(LinuxSystemFactsTest, ProcessorTypesOfOtherArchitectures) {
-    root.writeFile("proc/cpuinfo", "processor\t: 0\ncpu\t\t: 7447A, altivec supported\nclock\t\t: 1249.999995MHz\n"
-                                   "\nplatform\t: PowerMac\n");
-    EXPECT_EQ(std::make_tuple(facts().hostBasicInfo()->cpuType, facts().hostBasicInfo()->cpuSubtype),
-              std::make_tuple(kq::kCPUTypePowerPC, kq::kCPUSubtypePowerPC7450));
-    EXPECT_EQ(facts().cpuBrandString(), "7447A, altivec supported");
-    EXPECT_EQ(facts().cpuFrequency(), 1249999995u);
-    for (auto [cpu, subtype] : {std::pair{"740/750", kq::kCPUSubtypePowerPC750}, {"7400, altivec supported", 10},
-                                {"PPC970FX, altivec supported", 100}}) {
-        root.writeFile("proc/cpuinfo", std::string("processor\t: 0\ncpu\t\t: ") + cpu + "\n");
-        EXPECT_EQ(facts().hostBasicInfo()->cpuSubtype, subtype) << cpu;
-    }
-    root.writeFile("proc/cpuinfo", "processor\t: 0\nBogoMIPS\t: 108.00\nCPU architecture: 8\n");
-    EXPECT_EQ(std::make_tuple(facts().hostBasicInfo()->cpuType, facts().cpuBrandString()),
-              std::make_tuple(kq::kCPUTypeARM64, std::nullopt));
-}
-
-TEST_F(LinuxSystemFactsTest, PageCountersFromMeminfoAndVmstat) {
+TEST_F(LinuxSystemFactsTest, PageCountersPhysicalMemoryAndFirmwareMemoryMap) {
     const std::uint64_t pageKB = facts().pageSize().value() / 1024;
     std::string meminfo = "MemTotal: 16000000 kB\n";
     for (auto [key, pages] : {std::pair{"MemFree", 1000}, {"Active", 200}, {"Inactive", 300}, {"Unevictable", 10},
@@ -137,9 +136,7 @@ TEST_F(LinuxSystemFactsTest, PageCountersFromMeminfoAndVmstat) {
               std::make_tuple(40u, 4u));
     root.writeFile("proc/meminfo", "garbage\n");
     EXPECT_EQ(facts().vmStatistics(), std::nullopt);
-}
 
-TEST_F(LinuxSystemFactsTest, PhysicalMemoryFromOnlineBlocksAndFirmwareMemoryMapClippedToIt) {
     root.writeFile("proc/meminfo", "MemTotal: 1000 kB\n");
     EXPECT_EQ(facts().memorySize(), 1024000u);
     std::uint64_t bytes = 99;
