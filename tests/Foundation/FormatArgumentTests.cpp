@@ -43,7 +43,7 @@ TEST(FormatArgument, NumbersWithWidthPrecisionStarsAndPositions) {
     });
 }
 
-TEST(FormatArgument, TextObjectsAndNil) {
+TEST(FormatArgument, TextObjectsNilAndMismatchedMissingOrUnknownConversionsStayDefined) {
     const kq::Value array(kq::Array{kq::Value(1)});
     const kq::Value* none = nullptr;
     expectRows({
@@ -53,11 +53,6 @@ TEST(FormatArgument, TextObjectsAndNil) {
         {"[%5.2@][%-4s][%.1s][%.2s]", {"h\u00E9llo", "ab", "\U0001F600x", "\U0001F600x"},
          "[   h\u00E9][ab  ][][\U0001F600]"},
         {"%@ %s %@", {3, 2.5, reinterpret_cast<const void*>(0x10)}, "3 2.5 0x10"},
-    });
-}
-
-TEST(FormatArgument, MismatchesMissingAndUnknownConversionsStayDefined) {
-    expectRows({
         // Numbers of the other kind are converted by value, saturating.
         {"%d %lld %llu %f %x", {2.9, 1e300, -1e300, 3, 2.0}, "2 9223372036854775807 9223372036854775808 3.000000 2"},
         {"%lld", {std::numeric_limits<double>::quiet_NaN()}, "0"},

@@ -37,7 +37,7 @@ unquoted_key.1 = some/unquoted-value$;
 "greeting" = "Hello again";
 )";
 
-TEST(StringsFileTests, ReadsEntriesCommentsEscapesAndUnquotedWords) {
+TEST(StringsFileTests, ReadsEntriesCommentsEscapesAndWordsInEveryEncodingAndForm) {
     const auto table = kq::parseStringsFile(bytesOf(kTypicalTable)).value_or(kq::Dictionary{});
     const std::pair<const char*, const char*> expected[] = {
         {"greeting", "Hello again"},  // a repeated key keeps the last value
@@ -54,9 +54,7 @@ TEST(StringsFileTests, ReadsEntriesCommentsEscapesAndUnquotedWords) {
         auto empty = kq::parseStringsFile(bytesOf(text));
         EXPECT_TRUE(empty && empty->empty()) << text;
     }
-}
 
-TEST(StringsFileTests, ReadsUTF16AndUTF8WithBOMBracedTablesAndPropertyLists) {
     std::u16string text = u"/* Deutsch */\n\"Open\" = \"\u00D6ffnen\";\n\"Smile\" = \"\U0001F600\";\n";
     for (bool bigEndian : {false, true})
         for (bool withBOM : {true, false}) {

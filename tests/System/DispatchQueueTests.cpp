@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 using kq::DispatchQueue;
 
-TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATime) {
+TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATimeAndTheGlobalOneSideBySide) {
     auto queue = DispatchQueue::createSerialQueue("test.serial");
     std::vector<int> order;
     std::atomic<int> running{0};
@@ -43,9 +43,7 @@ TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATime) {
     ASSERT_EQ(order.size(), 500u);
     for (int i = 0; i < 500; ++i) ASSERT_EQ(order[static_cast<std::size_t>(i)], i);
     EXPECT_FALSE(overlapped);
-}
 
-TEST(DispatchQueue, GlobalQueueRunsBlocksSideBySide) {
     auto global = DispatchQueue::globalQueue();
     EXPECT_EQ(global, DispatchQueue::globalQueue());
     std::mutex mutex;
