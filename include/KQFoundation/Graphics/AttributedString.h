@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <string_view>
@@ -54,7 +55,11 @@ using AttributeValue = std::variant<Font, Color, Shadow, Value>;
 class KQ_EXPORT Attributes {
 public:
     Attributes() = default;
-    Attributes(std::initializer_list<std::pair<const std::string, AttributeValue>> values) : values_(values) {}
+    /// {{NSForegroundColorAttributeName, color}, {"tag", kq::Value(1)}}; a
+    /// repeated name keeps its last value.
+    Attributes(std::initializer_list<std::pair<std::string_view, AttributeValue>> values) {
+        for (const auto& [name, value] : values) setObject(value, name);
+    }
 
     bool empty() const { return values_.empty(); }
     std::size_t count() const { return values_.size(); }
@@ -99,7 +104,8 @@ public:
     /// The attributes at `index` and, when asked, the whole run they cover.
     /// Throws kq::RangeException when index >= length().
     const Attributes& attributesAtIndex(std::uint64_t index, Range* effectiveRange = nullptr) const;
-    /// The attribute at `index` (nullptr when the character has none) and,
+    /// The attribute at `index` (nullptr when the character has none; the
+    /// pointer is valid until the string changes) and,
     /// when asked, the longest range around it with the same value (runs that
     /// differ only in other attributes are joined). Throws like attributesAtIndex.
     const AttributeValue* attribute(std::string_view name, std::uint64_t index,
