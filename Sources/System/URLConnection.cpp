@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <map>
 #include <mutex>
 
@@ -101,6 +102,13 @@ struct URLConnection::Impl final : Transfer {
 
     bool finished = false;  // nothing more reaches the delegate
 
+    // Idle limit: curl's own low-speed check averages over several seconds,
+    // so a request body sent at the start would hide a silent server.
+    double idleLimit = URLRequest::kDefaultTimeoutInterval;
+    std::shared_ptr<Timer> idleTimer;
+    std::chrono::steady_clock::time_point lastActivity;
+    curl_off_t bytesSeen = 0;
+
     ~Impl();
     bool configure();
     void readyResponse();
@@ -109,10 +117,13 @@ struct URLConnection::Impl final : Transfer {
         result = code;
     }
     void deliver() override;
+    void startIdleTimer();
+    void touch() { lastActivity = std::chrono::steady_clock::now(); }
     void finish();
     void fail(URLError error);
     static size_t onHeader(char* bytes, size_t size, size_t count, void* data);
     static size_t onData(char* bytes, size_t size, size_t count, void* data);
+    static int onProgress(void* data, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded);
 };
 
 namespace {
@@ -232,6 +243,7 @@ ThreadMulti::~ThreadMulti() {
 
 size_t URLConnection::Impl::onHeader(char* bytes, size_t size, size_t count, void* data) {
     auto* impl = static_cast<Impl*>(data);
+    impl->touch();
     const std::string_view line(bytes, size * count);
     if (line.starts_with("HTTP/")) {
         impl->headers.clear();  // each response of a redirect chain starts afresh
@@ -248,8 +260,39 @@ size_t URLConnection::Impl::onHeader(char* bytes, size_t size, size_t count, voi
 
 size_t URLConnection::Impl::onData(char* bytes, size_t size, size_t count, void* data) {
     auto* impl = static_cast<Impl*>(data);
+    impl->touch();
     impl->pendingData.insert(impl->pendingData.end(), bytes, bytes + size * count);
     return size * count;
+}
+
+int URLConnection::Impl::onProgress(void* data, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+    auto* impl = static_cast<Impl*>(data);
+    if (downloaded + uploaded != impl->bytesSeen) {
+        impl->bytesSeen = downloaded + uploaded;
+        impl->touch();
+    }
+    return 0;
+}
+
+void URLConnection::Impl::startIdleTimer() {
+    touch();
+    std::weak_ptr<URLConnection> weak = owner->weak_from_this();
+    const auto in = [](double seconds) {
+        return std::chrono::time_point_cast<Date::duration>(std::chrono::system_clock::now()) +
+               std::chrono::duration<double>(seconds);
+    };
+    idleTimer = Timer::create(in(idleLimit), idleLimit, true, [weak, in](Timer& timer) {
+        auto connection = weak.lock();
+        if (!connection) return timer.invalidate();
+        Impl& impl = *connection->impl_;
+        const double idle =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - impl.lastActivity).count();
+        if (idle < impl.idleLimit) return timer.setFireDate(in(impl.idleLimit - idle));
+        char text[80];
+        std::snprintf(text, sizeof text, "timed out after %g seconds without traffic", impl.idleLimit);
+        impl.fail({URLError::Code::TimedOut, text});
+    });
+    multi->loop().addTimer(idleTimer);
 }
 
 URLConnection::Impl::~Impl() {
@@ -303,13 +346,15 @@ bool URLConnection::Impl::configure() {
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "KQFoundation");
 
-    // The time-out bounds both the connection attempt and any stretch without
-    // traffic; curl counts the latter in whole seconds.
-    double timeout = request.timeoutInterval();
-    if (!(timeout > 0) || !std::isfinite(timeout)) timeout = URLRequest::kDefaultTimeoutInterval;
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(timeout * 1000.0, 2.0e9)));
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(std::clamp(std::ceil(timeout), 1.0, 2.0e9)));
+    // The time-out bounds the connection attempt (here) and any stretch
+    // without traffic (the idle timer).
+    idleLimit = request.timeoutInterval();
+    if (!(idleLimit > 0) || !std::isfinite(idleLimit)) idleLimit = URLRequest::kDefaultTimeoutInterval;
+    idleLimit = std::min(idleLimit, 1.0e6);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max(idleLimit * 1000.0, 1.0)));
+    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &onProgress);
+    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
 
     const std::string& method = request.HTTPMethod();
     const Data& body = request.HTTPBody();
@@ -380,6 +425,8 @@ void URLConnection::Impl::deliver() {
 // its caller is about to make.
 void URLConnection::Impl::finish() {
     finished = true;
+    if (idleTimer) idleTimer->invalidate();
+    idleTimer.reset();
     if (multi && easy) multi->remove(easy);
     multi.reset();
     if (easy) curl_easy_cleanup(easy);
@@ -418,6 +465,7 @@ std::shared_ptr<URLConnection> URLConnection::start(URLRequest request, URLConne
         impl.multi.reset();
         return failLater(URLError::Code::Other, "cannot start a transfer");
     }
+    impl.startIdleTimer();
     return connection;
 }
 
