@@ -100,7 +100,8 @@ struct URLConnection::Impl final : Transfer {
     bool done = false;
     CURLcode result = CURLE_OK;
 
-    bool finished = false;  // nothing more reaches the delegate
+    bool finished = false;   // the transfer is over
+    bool cancelled = false;  // nothing more reaches the delegate
 
     // Idle limit: curl's own low-speed check averages over several seconds,
     // so a request body sent at the start would hide a silent server.
@@ -142,8 +143,8 @@ public:
     }
 
     ~CurlMulti() {
-        if (timer_) timer_->invalidate();
         if (multi_) curl_multi_cleanup(multi_);  // closes cached connections and their sources
+        if (timer_) timer_->invalidate();        // after: the clean-up may set it once more
     }
 
     bool add(CURL* easy, std::shared_ptr<URLConnection> connection, Transfer* transfer) {
@@ -301,18 +302,19 @@ URLConnection::Impl::~Impl() {
 }
 
 // The end of a header block: the response, unless it is an interim one (1xx)
-// or a redirect that curl is about to follow.
+// or a redirect (curl follows every 3xx that has a Location).
 void URLConnection::Impl::readyResponse() {
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    const bool followed = status / 100 == 3 && std::any_of(headers.begin(), headers.end(), [](const auto& field) {
-                              return sameASCIIText(field.first, "Location") && !field.second.empty();
-                          });
-    if (status < 200 || followed || responseReady) {
+    if (status < 200 || responseReady) {
         headers.clear();
         return;
     }
-    responseReady = true;
+    const bool followed = status / 100 == 3 && std::any_of(headers.begin(), headers.end(), [](const auto& field) {
+                              return sameASCIIText(field.first, "Location") && !field.second.empty();
+                          });
+    // A redirect's block is kept in case curl ends there after all.
+    responseReady = !followed;
     response.statusCode = status;
     response.headerFields = std::move(headers);
     headers.clear();
@@ -393,25 +395,23 @@ bool URLConnection::Impl::configure() {
 void URLConnection::Impl::deliver() {
     if (finished) return;
     auto self = owner->shared_from_this();  // the delegate may release it
-    if (responseReady && !responseDelivered) {
+    const bool ending = done;
+    if (ending) finish();  // from here on only `cancelled` tells what the delegate wants
+    // A completed transfer always has a response, should curl ever end on a
+    // block that looked like a redirect.
+    if (!responseDelivered && (responseReady || (ending && result == CURLE_OK))) {
         responseDelivered = true;
         delegate->connectionDidReceiveResponse(*owner, response);
-        if (finished) return;
+        if (cancelled) return;
     }
     if (responseDelivered && !pendingData.empty()) {
         Data data;
         data.swap(pendingData);
         delegate->connectionDidReceiveData(*owner, data);
-        if (finished) return;
+        if (cancelled) return;
     }
-    if (!done) return;
-    finish();
+    if (!ending) return;
     if (result == CURLE_OK) {
-        if (!responseDelivered) {
-            // A response curl accepted without a header block (none is expected here).
-            responseDelivered = true;
-            delegate->connectionDidReceiveResponse(*owner, response);
-        }
         delegate->connectionDidFinishLoading(*owner);
         return;
     }
@@ -421,8 +421,8 @@ void URLConnection::Impl::deliver() {
     delegate->connectionDidFailWithError(*owner, error);
 }
 
-// Ends the transfer; afterwards the delegate hears at most the one final call
-// its caller is about to make.
+// Ends the transfer (curl lets go of it at once); the caller decides what the
+// delegate still hears.
 void URLConnection::Impl::finish() {
     finished = true;
     if (idleTimer) idleTimer->invalidate();
@@ -469,6 +469,9 @@ std::shared_ptr<URLConnection> URLConnection::start(URLRequest request, URLConne
     return connection;
 }
 
-void URLConnection::cancel() { impl_->finish(); }
+void URLConnection::cancel() {
+    impl_->cancelled = true;
+    impl_->finish();
+}
 
 }  // namespace kq
