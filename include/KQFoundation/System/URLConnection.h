@@ -63,7 +63,8 @@ public:
 class KQ_EXPORT URLConnection : public std::enable_shared_from_this<URLConnection> {
 public:
     /// Starts the request at once on the current thread's run loop. The
-    /// delegate is not owned and must outlive the connection or cancel it.
+    /// delegate is not owned and must outlive the connection or cancel it;
+    /// without one there is nothing to start (nullptr).
     static std::shared_ptr<URLConnection> start(URLRequest request, URLConnectionDelegate* delegate);
 
     ~URLConnection();
