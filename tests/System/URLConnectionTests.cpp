@@ -194,6 +194,8 @@ TEST(URLConnection, LeavesNoDescriptorsOpen) {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                              std::filesystem::directory_iterator());
     };
+    // Process-wide state that is set up once (libuv's, the resolver's) is no leak.
+    onFreshThread([] { fetch(requestFor("http://kqfoundation-test.invalid/")); });
     const auto before = openDescriptors();
     {
         LocalHTTPServer server;
