@@ -28,7 +28,7 @@ public:
         int status = 200;
         std::string body = "hello";
         /// Extra header lines, each without its CR LF ("Location: /x").
-        std::vector<std::string> headers;
+        std::vector<std::string> headers{};
         double lifetime = 60.0;
     };
 
