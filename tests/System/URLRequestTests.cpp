@@ -24,6 +24,9 @@ TEST(URLRequest, HeaderFieldsKeepOrderAndIgnoreCase) {
     EXPECT_EQ(request.HTTPMethod(), "GET");
     kq::URLRequest copy = request;
     EXPECT_EQ(copy, request);
+    EXPECT_EQ(request.cachePolicy(), kq::URLRequest::UseProtocolCachePolicy);
+    request.setCachePolicy(kq::URLRequest::ReloadIgnoringLocalCacheData);
+    EXPECT_NE(copy, request);
 }
 
 }  // namespace
