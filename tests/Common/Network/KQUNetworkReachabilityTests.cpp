@@ -148,6 +148,21 @@ TEST(KQUNetworkReachability, AnsweringServerOnLoopbackIsReachable) {
     EXPECT_TRUE(w.reachability->stopNotifier());
 }
 
+TEST(KQUNetworkReachability, HandlerMayReleaseTheLastReference) {
+    kqtest::LocalHTTPServer server;
+    std::shared_ptr<KQUNetworkReachability> r;
+    std::uint64_t last = 99;
+    r = KQUNetworkReachability::create(*kq::URL::URLWithString(server.url()), 5, [&](KQUNetworkReachability& self) {
+        last = self.networkStatus();
+        if (last != KQUNetworkStatusChecking) r.reset();
+    });
+    ASSERT_TRUE(r->startNotifier());
+    const kq::Date until = std::chrono::system_clock::now() + std::chrono::seconds(5);
+    while (r && std::chrono::system_clock::now() < until) kq::RunLoop::currentRunLoop()->runOnce(until);
+    EXPECT_EQ(r, nullptr);
+    EXPECT_EQ(last, 3u);
+}
+
 TEST(KQUNetworkReachability, FailedProbesRetryUntilStopped) {
     Watcher w(kqtest::localURL(kqtest::refusedLocalPort()), 5);
     w.reachability->setRetryInterval(0.05);
