@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <map>
 #include <mutex>
 
@@ -99,7 +100,15 @@ struct URLConnection::Impl final : Transfer {
     bool done = false;
     CURLcode result = CURLE_OK;
 
-    bool finished = false;  // nothing more reaches the delegate
+    bool finished = false;   // the transfer is over
+    bool cancelled = false;  // nothing more reaches the delegate
+
+    // Idle limit: curl's own low-speed check averages over several seconds,
+    // so a request body sent at the start would hide a silent server.
+    double idleLimit = URLRequest::kDefaultTimeoutInterval;
+    std::shared_ptr<Timer> idleTimer;
+    std::chrono::steady_clock::time_point lastActivity;
+    curl_off_t bytesSeen = 0;
 
     ~Impl();
     bool configure();
@@ -109,10 +118,13 @@ struct URLConnection::Impl final : Transfer {
         result = code;
     }
     void deliver() override;
+    void startIdleTimer();
+    void touch() { lastActivity = std::chrono::steady_clock::now(); }
     void finish();
     void fail(URLError error);
     static size_t onHeader(char* bytes, size_t size, size_t count, void* data);
     static size_t onData(char* bytes, size_t size, size_t count, void* data);
+    static int onProgress(void* data, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded);
 };
 
 namespace {
@@ -131,8 +143,8 @@ public:
     }
 
     ~CurlMulti() {
-        if (timer_) timer_->invalidate();
         if (multi_) curl_multi_cleanup(multi_);  // closes cached connections and their sources
+        if (timer_) timer_->invalidate();        // after: the clean-up may set it once more
     }
 
     bool add(CURL* easy, std::shared_ptr<URLConnection> connection, Transfer* transfer) {
@@ -232,6 +244,7 @@ ThreadMulti::~ThreadMulti() {
 
 size_t URLConnection::Impl::onHeader(char* bytes, size_t size, size_t count, void* data) {
     auto* impl = static_cast<Impl*>(data);
+    impl->touch();
     const std::string_view line(bytes, size * count);
     if (line.starts_with("HTTP/")) {
         impl->headers.clear();  // each response of a redirect chain starts afresh
@@ -248,8 +261,39 @@ size_t URLConnection::Impl::onHeader(char* bytes, size_t size, size_t count, voi
 
 size_t URLConnection::Impl::onData(char* bytes, size_t size, size_t count, void* data) {
     auto* impl = static_cast<Impl*>(data);
+    impl->touch();
     impl->pendingData.insert(impl->pendingData.end(), bytes, bytes + size * count);
     return size * count;
+}
+
+int URLConnection::Impl::onProgress(void* data, curl_off_t, curl_off_t downloaded, curl_off_t, curl_off_t uploaded) {
+    auto* impl = static_cast<Impl*>(data);
+    if (downloaded + uploaded != impl->bytesSeen) {
+        impl->bytesSeen = downloaded + uploaded;
+        impl->touch();
+    }
+    return 0;
+}
+
+void URLConnection::Impl::startIdleTimer() {
+    touch();
+    std::weak_ptr<URLConnection> weak = owner->weak_from_this();
+    const auto in = [](double seconds) {
+        return std::chrono::time_point_cast<Date::duration>(std::chrono::system_clock::now()) +
+               std::chrono::duration<double>(seconds);
+    };
+    idleTimer = Timer::create(in(idleLimit), idleLimit, true, [weak, in](Timer& timer) {
+        auto connection = weak.lock();
+        if (!connection) return timer.invalidate();
+        Impl& impl = *connection->impl_;
+        const double idle =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - impl.lastActivity).count();
+        if (idle < impl.idleLimit) return timer.setFireDate(in(impl.idleLimit - idle));
+        char text[80];
+        std::snprintf(text, sizeof text, "timed out after %g seconds without traffic", impl.idleLimit);
+        impl.fail({URLError::Code::TimedOut, text});
+    });
+    multi->loop().addTimer(idleTimer);
 }
 
 URLConnection::Impl::~Impl() {
@@ -258,18 +302,19 @@ URLConnection::Impl::~Impl() {
 }
 
 // The end of a header block: the response, unless it is an interim one (1xx)
-// or a redirect that curl is about to follow.
+// or a redirect (curl follows every 3xx that has a Location).
 void URLConnection::Impl::readyResponse() {
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    const bool followed = status / 100 == 3 && std::any_of(headers.begin(), headers.end(), [](const auto& field) {
-                              return sameASCIIText(field.first, "Location") && !field.second.empty();
-                          });
-    if (status < 200 || followed || responseReady) {
+    if (status < 200 || responseReady) {
         headers.clear();
         return;
     }
-    responseReady = true;
+    const bool followed = status / 100 == 3 && std::any_of(headers.begin(), headers.end(), [](const auto& field) {
+                              return sameASCIIText(field.first, "Location") && !field.second.empty();
+                          });
+    // A redirect's block is kept in case curl ends there after all.
+    responseReady = !followed;
     response.statusCode = status;
     response.headerFields = std::move(headers);
     headers.clear();
@@ -303,13 +348,15 @@ bool URLConnection::Impl::configure() {
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "KQFoundation");
 
-    // The time-out bounds both the connection attempt and any stretch without
-    // traffic; curl counts the latter in whole seconds.
-    double timeout = request.timeoutInterval();
-    if (!(timeout > 0) || !std::isfinite(timeout)) timeout = URLRequest::kDefaultTimeoutInterval;
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(timeout * 1000.0, 2.0e9)));
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);
-    curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, static_cast<long>(std::clamp(std::ceil(timeout), 1.0, 2.0e9)));
+    // The time-out bounds the connection attempt (here) and any stretch
+    // without traffic (the idle timer).
+    idleLimit = request.timeoutInterval();
+    if (!(idleLimit > 0) || !std::isfinite(idleLimit)) idleLimit = URLRequest::kDefaultTimeoutInterval;
+    idleLimit = std::min(idleLimit, 1.0e6);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max(idleLimit * 1000.0, 1.0)));
+    curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &onProgress);
+    curl_easy_setopt(easy, CURLOPT_XFERINFODATA, this);
 
     const std::string& method = request.HTTPMethod();
     const Data& body = request.HTTPBody();
@@ -348,25 +395,23 @@ bool URLConnection::Impl::configure() {
 void URLConnection::Impl::deliver() {
     if (finished) return;
     auto self = owner->shared_from_this();  // the delegate may release it
-    if (responseReady && !responseDelivered) {
+    const bool ending = done;
+    if (ending) finish();  // from here on only `cancelled` tells what the delegate wants
+    // A completed transfer always has a response, should curl ever end on a
+    // block that looked like a redirect.
+    if (!responseDelivered && (responseReady || (ending && result == CURLE_OK))) {
         responseDelivered = true;
         delegate->connectionDidReceiveResponse(*owner, response);
-        if (finished) return;
+        if (cancelled) return;
     }
     if (responseDelivered && !pendingData.empty()) {
         Data data;
         data.swap(pendingData);
         delegate->connectionDidReceiveData(*owner, data);
-        if (finished) return;
+        if (cancelled) return;
     }
-    if (!done) return;
-    finish();
+    if (!ending) return;
     if (result == CURLE_OK) {
-        if (!responseDelivered) {
-            // A response curl accepted without a header block (none is expected here).
-            responseDelivered = true;
-            delegate->connectionDidReceiveResponse(*owner, response);
-        }
         delegate->connectionDidFinishLoading(*owner);
         return;
     }
@@ -376,10 +421,12 @@ void URLConnection::Impl::deliver() {
     delegate->connectionDidFailWithError(*owner, error);
 }
 
-// Ends the transfer; afterwards the delegate hears at most the one final call
-// its caller is about to make.
+// Ends the transfer (curl lets go of it at once); the caller decides what the
+// delegate still hears.
 void URLConnection::Impl::finish() {
     finished = true;
+    if (idleTimer) idleTimer->invalidate();
+    idleTimer.reset();
     if (multi && easy) multi->remove(easy);
     multi.reset();
     if (easy) curl_easy_cleanup(easy);
@@ -418,9 +465,13 @@ std::shared_ptr<URLConnection> URLConnection::start(URLRequest request, URLConne
         impl.multi.reset();
         return failLater(URLError::Code::Other, "cannot start a transfer");
     }
+    impl.startIdleTimer();
     return connection;
 }
 
-void URLConnection::cancel() { impl_->finish(); }
+void URLConnection::cancel() {
+    impl_->cancelled = true;
+    impl_->finish();
+}
 
 }  // namespace kq
