@@ -79,12 +79,15 @@ bool hasRoute(int fd, const sockaddr* address, std::uint32_t sequence) {
         const ssize_t n = recv(fd, reply.data(), reply.size(), 0);
         if (n < 0 && errno == EINTR) continue;
         if (n <= 0) return false;
-        int remaining = static_cast<int>(n);
-        for (auto* message = reinterpret_cast<nlmsghdr*>(reply.data()); NLMSG_OK(message, remaining);
-             message = NLMSG_NEXT(message, remaining)) {
+        // NLMSG_OK compares signed with unsigned; the same walk, spelt out.
+        const auto size = static_cast<std::size_t>(n);
+        for (std::size_t offset = 0; offset + sizeof(nlmsghdr) <= size;) {
+            const auto* message = reinterpret_cast<const nlmsghdr*>(reply.data() + offset);
+            if (message->nlmsg_len < sizeof(nlmsghdr) || message->nlmsg_len > size - offset) break;
+            offset += NLMSG_ALIGN(message->nlmsg_len);
             if (message->nlmsg_seq != sequence) continue;  // a late reply to an earlier question
             if (message->nlmsg_type == NLMSG_ERROR) return false;  // ENETUNREACH and friends
-            if (message->nlmsg_type != RTM_NEWROUTE) continue;
+            if (message->nlmsg_type != RTM_NEWROUTE || message->nlmsg_len < NLMSG_LENGTH(sizeof(rtmsg))) continue;
             const auto* route = static_cast<const rtmsg*>(NLMSG_DATA(message));
             // Blackhole, unreachable and prohibit routes are answers too, but "no".
             switch (route->rtm_type) {
