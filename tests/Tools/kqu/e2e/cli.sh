@@ -18,6 +18,7 @@ md5
 plist
 plural
 predicate
+reachability
 rsa
 size
 sysinfo
