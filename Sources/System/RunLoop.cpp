@@ -87,7 +87,8 @@ struct RunLoop::Impl {
     struct Source {
         uv_poll_t poll{};
         int fd = -1;
-        std::function<void(int)> callback;
+        int events = 0;
+        std::function<void(int, bool, bool)> callback;
         Impl* owner = nullptr;
     };
 
@@ -321,34 +322,50 @@ void RunLoop::addTimer(std::shared_ptr<Timer> timer) {
 }
 
 bool RunLoop::addReadSource(int fd, std::function<void(int fd)> callback) {
+    if (!callback) return false;
+    return addSource(fd, true, false, [callback = std::move(callback)](int fd, bool, bool) { callback(fd); });
+}
+
+void RunLoop::removeReadSource(int fd) { removeSource(fd); }
+
+bool RunLoop::addSource(int fd, bool read, bool write, std::function<void(int, bool, bool)> callback) {
     Impl& d = *impl_;
     if (!isCurrent() || !d.open || fd < 0 || !callback) return false;
+    const int events = (read ? UV_READABLE : 0) | (write ? UV_WRITABLE : 0);
+    Impl::Source* source = nullptr;
     if (auto it = d.sources.find(fd); it != d.sources.end()) {
-        it->second->callback = std::move(callback);
+        source = it->second;
+    } else {
+        source = new Impl::Source;
+        source->fd = fd;
+        source->owner = &d;
+        if (uv_poll_init(&d.loop, &source->poll, fd) != 0) {
+            delete source;
+            return false;
+        }
+        source->poll.data = source;
+        d.sources.emplace(fd, source);
+    }
+    source->callback = std::move(callback);
+    source->events = events;
+    if (events == 0) {
+        // Paused: the handle stays, but the loop does not wait for it.
+        uv_poll_stop(&source->poll);
         return true;
     }
-    auto* source = new Impl::Source;
-    source->fd = fd;
-    source->callback = std::move(callback);
-    source->owner = &d;
-    if (uv_poll_init(&d.loop, &source->poll, fd) != 0) {
-        delete source;
-        return false;
-    }
-    source->poll.data = source;
-    uv_poll_start(&source->poll, UV_READABLE, [](uv_poll_t* handle, int, int) {
+    uv_poll_start(&source->poll, events, [](uv_poll_t* handle, int status, int ready) {
         auto* source = static_cast<Impl::Source*>(handle->data);
         source->owner->sourceFired = true;
+        if (status < 0) ready = source->events;
         // A copy: the callback may replace or remove its own source.
         auto callback = source->callback;
         const int fd = source->fd;
-        callGuarded("read source", [&] { callback(fd); });
+        callGuarded("source", [&] { callback(fd, (ready & UV_READABLE) != 0, (ready & UV_WRITABLE) != 0); });
     });
-    d.sources.emplace(fd, source);
     return true;
 }
 
-void RunLoop::removeReadSource(int fd) {
+void RunLoop::removeSource(int fd) {
     Impl& d = *impl_;
     if (!isCurrent() || !d.open) return;
     auto it = d.sources.find(fd);

@@ -31,7 +31,7 @@ std::optional<std::string> URLRequest::valueForHTTPHeaderField(std::string_view 
 
 bool operator==(const URLRequest& a, const URLRequest& b) {
     return a.url_ == b.url_ && a.method_ == b.method_ && a.headers_ == b.headers_ && a.body_ == b.body_ &&
-           a.timeout_ == b.timeout_;
+           a.timeout_ == b.timeout_ && a.cachePolicy_ == b.cachePolicy_;
 }
 
 void MutableURLRequest::setHTTPMethod(std::string_view method) {

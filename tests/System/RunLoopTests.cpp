@@ -177,6 +177,33 @@ TEST(RunLoop, ReadSourceSeesPipeDataUntilEndOfFile) {
     });
 }
 
+TEST(RunLoop, SourcesWatchWritabilityAndChangeWhatTheyWatch) {
+    onFreshThread([] {
+        auto loop = RunLoop::currentRunLoop();
+        int fds[2];
+        ASSERT_EQ(pipe(fds), 0);
+        std::vector<std::string> seen;
+        // An empty pipe is writable at once; after one write the source asks
+        // for readability only, on the same descriptor pair.
+        ASSERT_TRUE(loop->addSource(fds[1], false, true, [&](int fd, bool readable, bool writable) {
+            seen.push_back(std::string("w:") + (readable ? "r" : "") + (writable ? "w" : ""));
+            EXPECT_EQ(write(fd, "x", 1), 1);
+            loop->addSource(fd, false, false, [](int, bool, bool) {});  // paused
+        }));
+        ASSERT_TRUE(loop->addSource(fds[0], true, true, [&](int fd, bool readable, bool) {
+            char byte;
+            if (readable && read(fd, &byte, 1) == 1) seen.push_back("r:" + std::string(1, byte));
+            loop->removeSource(fd);
+        }));
+        EXPECT_TRUE(loop->runUntilDate(in(0.2)));
+        EXPECT_EQ(seen, (std::vector<std::string>{"w:w", "r:x"}));
+        loop->removeSource(fds[1]);
+        EXPECT_FALSE(loop->runOnce(in(1)));
+        close(fds[0]);
+        close(fds[1]);
+    });
+}
+
 TEST(RunLoop, DelayedPerformsCancelledByTarget) {
     onFreshThread([] {
         auto loop = RunLoop::currentRunLoop();

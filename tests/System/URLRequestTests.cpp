@@ -21,6 +21,10 @@ TEST(URLRequest, HeaderFieldsKeepOrderAndIgnoreCase) {
     EXPECT_EQ(request.allHTTPHeaderFields(), (Fields{{"X-One", "c"}, {"X-Three", "e"}}));
     request.setHTTPMethod("");
     EXPECT_EQ(request.HTTPMethod(), "GET");
+    EXPECT_EQ(request.cachePolicy(), kq::URLRequest::UseProtocolCachePolicy);
+    const kq::URLRequest before = request;
+    request.setCachePolicy(kq::URLRequest::ReloadIgnoringLocalCacheData);
+    EXPECT_NE(before, request);  // the policy takes part in equality
 }
 
 }  // namespace

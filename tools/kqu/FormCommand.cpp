@@ -1,7 +1,8 @@
 // kqu form: builds an HTTP form body from fields and files, in command-line
 // order. --dump writes the exact body to stdout and the request's header
 // lines ("Content-Length: N", and "Content-Type: ..." for a multipart body)
-// to stderr, so the body can be piped untouched.
+// to stderr, so the body can be piped untouched. --url POSTs it and prints
+// the response's status ("HTTP 200"); any status counts as an answer.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -9,6 +10,9 @@
 #include "ByteInput.h"
 #include "Command.h"
 #include "KQFoundation/NSMutableURLRequest+KQUHTTPForm.h"
+#include "KQFoundation/System/FileManager.h"
+#include "KQFoundation/System/RunLoop.h"
+#include "KQFoundation/System/URLConnection.h"
 
 namespace {
 
@@ -20,6 +24,7 @@ struct FormOptions {
     std::vector<std::string> files;
     std::string encoding = "base64";
     std::string url;
+    double timeout = kq::URLRequest::kDefaultTimeoutInterval;
     bool dump = false;
 };
 
@@ -63,6 +68,63 @@ KQUHTTPForm buildForm(const FormOptions& options) {
     return form;
 }
 
+// The form reads its files when the body is built and would send a vanished
+// one as an empty part; reading them here first makes that a clean failure.
+void readFilesNow(KQUHTTPForm& form) {
+    const kq::Dictionary fields = form.values();
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        const std::string& key = fields.keys()[i];
+        const kq::Dictionary* entry = fields.values()[i].asDictionary();
+        const kq::Value* data = entry ? entry->objectForKey("data") : nullptr;
+        const kq::URL* url = data ? data->asURL() : nullptr;
+        if (!url) continue;
+        auto contents = kq::FileManager::defaultManager().contentsAtPath(url->path());
+        if (!contents)
+            throw kqu::CommandFailure{kqu::kExitInputFailure, url->path() + ": vanished before sending"};
+        const kq::Value* name = entry->objectForKey("name");
+        form.addFileWithName(name ? kq::describe(*name) : "", std::move(*contents), key);
+    }
+}
+
+struct StatusListener final : kq::URLConnectionDelegate {
+    std::optional<long> status;
+    std::optional<kq::URLError> error;
+    bool ended = false;
+
+    void connectionDidReceiveResponse(kq::URLConnection&, const kq::URLResponse& response) override {
+        status = response.statusCode;
+    }
+    void connectionDidFinishLoading(kq::URLConnection&) override { ended = true; }
+    void connectionDidFailWithError(kq::URLConnection&, const kq::URLError& failure) override {
+        error = failure;
+        ended = true;
+    }
+};
+
+int send(KQUHTTPForm& form, const FormOptions& options) {
+    readFilesNow(form);
+    const auto url = kq::URL::URLWithString(options.url);
+    if (!url) throw kqu::CommandFailure{kqu::kExitInputFailure, "form: " + options.url + ": not a URL"};
+    kq::MutableURLRequest request(*url, options.timeout);
+    request.setHTTPMethod("POST");
+    request.attachHTTPForm(form);
+
+    StatusListener listener;
+    auto connection = kq::URLConnection::start(request, &listener);
+    auto loop = kq::RunLoop::currentRunLoop();
+    // The connection's own time-outs bound the wait.
+    while (!listener.ended && loop->runOnce(kq::Date::max())) {
+    }
+    if (!listener.status) {
+        const std::string reason = listener.error ? listener.error->description : "no response";
+        throw kqu::CommandFailure{kqu::kExitInputFailure, "form: " + options.url + ": " + reason};
+    }
+    // The answer counts even when its body was cut short.
+    if (listener.error) kqu::warn("form: " + options.url + ": " + listener.error->description);
+    std::printf("HTTP %ld\n", *listener.status);
+    return kqu::kExitSuccess;
+}
+
 const kqu::CommandRegistration registration{{
     "form",
     "Build an HTTP form body (multipart when it has a file) and dump it",
@@ -82,22 +144,25 @@ const kqu::CommandRegistration registration{{
         auto* dump = app.add_flag("--dump", options->dump,
                                   "Write the body to stdout and its header lines to stderr");
         auto* url = app.add_option("--url", options->url,
-                                   "POST the form to URL (not available yet: exits 2)");
+                                   "POST the form to URL and print the response status (exit 2 without a response)");
+        auto* timeout = app.add_option("--timeout", options->timeout,
+                                       "Seconds to wait for the connection or for more data (default 60)")
+                            ->check(CLI::PositiveNumber);
+        timeout->needs(url);
         dump->excludes(url);
         url->excludes(dump);
         return [options] {
             if (!options->dump && options->url.empty())
                 throw kqu::CommandFailure{kqu::kExitUsage, "form: give --dump (or --url)"};
             KQUHTTPForm form = buildForm(*options);
-            if (!options->dump)
-                throw kqu::CommandFailure{kqu::kExitInputFailure, "form: sending is not available yet"};
+            if (!options->dump) return send(form, *options);
             kq::MutableURLRequest request;
             request.setHTTPMethod("POST");
             request.attachHTTPForm(form);
             for (const auto& [name, value] : request.allHTTPHeaderFields())
                 std::fprintf(stderr, "%s: %s\n", name.c_str(), value.c_str());
             kqu::writeOutput(request.HTTPBody());
-            return kqu::kExitSuccess;
+            return static_cast<int>(kqu::kExitSuccess);
         };
     },
 }};

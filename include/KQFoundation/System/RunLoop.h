@@ -1,7 +1,7 @@
 #pragma once
 // kq::RunLoop: one event loop per thread, created the first time the thread
 // asks for it and torn down when the thread exits. It waits for timers,
-// readable file descriptors and blocks sent from other threads, and calls
+// readable or writable file descriptors and blocks sent from other threads, and calls
 // their handlers on its own thread.
 //
 // Only perform() and Timer::invalidate() may be called from other threads;
@@ -55,6 +55,16 @@ public:
     bool addReadSource(int fd, std::function<void(int fd)> callback);
     /// Stops watching fd (do so before closing it); the descriptor stays open.
     void removeReadSource(int fd);
+
+    /// Calls `callback(fd, readable, writable)` each time fd is ready for what
+    /// was asked (`read`, `write`, or both; asking for neither pauses the
+    /// source). Shares the one source per fd with addReadSource: adding again
+    /// replaces what is watched and the callback. An error on the descriptor
+    /// reports it ready for everything asked, so the next read or write sees
+    /// the error. False when fd cannot be watched.
+    bool addSource(int fd, bool read, bool write, std::function<void(int fd, bool readable, bool writable)> callback);
+    /// Stops watching fd, whichever call added it (same as removeReadSource).
+    void removeSource(int fd);
 
     /// Runs `block` after `seconds` unless cancelled with the same target.
     void performAfterDelay(const void* target, std::function<void()> block, double seconds);

@@ -5,9 +5,16 @@
 //
 // The delegate hears, on that run loop, either didReceiveResponse (once, when
 // the status line and headers are in), then didReceiveData for each piece of
-// the body and didFinishLoading; or didFailWithError, once, instead. After
-// cancel() nothing more is delivered. A delegate may cancel or release the
-// connection from inside a callback. The usual proxy variables are honoured.
+// the body and didFinishLoading; or didFailWithError, once, instead (after
+// the response when the body breaks off). After cancel() nothing more is
+// delivered. A delegate may cancel or release the connection from inside a
+// callback. While the transfer runs, its run loop keeps the connection alive.
+//
+// Only http and https URLs with a host are fetched; anything else fails with
+// BadURL on the loop's next turn, never inside start(). Redirects are
+// followed, the response is the last one. The request's timeoutInterval
+// bounds connecting and every stretch without traffic. The usual proxy
+// variables (http_proxy, https_proxy, no_proxy) are honoured.
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -56,7 +63,8 @@ public:
 class KQ_EXPORT URLConnection : public std::enable_shared_from_this<URLConnection> {
 public:
     /// Starts the request at once on the current thread's run loop. The
-    /// delegate is not owned and must outlive the connection or cancel it.
+    /// delegate is not owned and must outlive the connection or cancel it;
+    /// without one there is nothing to start (nullptr).
     static std::shared_ptr<URLConnection> start(URLRequest request, URLConnectionDelegate* delegate);
 
     ~URLConnection();

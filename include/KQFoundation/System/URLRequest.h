@@ -20,6 +20,14 @@ namespace kq {
 
 class KQ_EXPORT URLRequest {
 public:
+    /// Where a response may come from; the values are the platform's.
+    enum CachePolicy : unsigned {
+        UseProtocolCachePolicy = 0,
+        ReloadIgnoringLocalCacheData = 1,
+        ReturnCacheDataElseLoad = 2,
+        ReturnCacheDataDontLoad = 3,
+    };
+
     /// Seconds a request may stay idle before it fails, unless told otherwise.
     static constexpr double kDefaultTimeoutInterval = 60.0;
 
@@ -35,6 +43,7 @@ public:
     std::optional<std::string> valueForHTTPHeaderField(std::string_view field) const;
     const Data& HTTPBody() const { return body_; }
     double timeoutInterval() const { return timeout_; }
+    CachePolicy cachePolicy() const { return cachePolicy_; }
 
     friend KQ_EXPORT bool operator==(const URLRequest& a, const URLRequest& b);
 
@@ -46,6 +55,7 @@ protected:
     std::vector<std::pair<std::string, std::string>> headers_;
     Data body_;
     double timeout_ = kDefaultTimeoutInterval;
+    CachePolicy cachePolicy_ = UseProtocolCachePolicy;
 };
 
 class KQ_EXPORT MutableURLRequest : public URLRequest {
@@ -62,6 +72,7 @@ public:
     void addValue(std::string_view value, std::string_view field);
     void setHTTPBody(Data body) { body_ = std::move(body); }
     void setTimeoutInterval(double seconds) { timeout_ = seconds; }
+    void setCachePolicy(CachePolicy policy) { cachePolicy_ = policy; }
 
     // ---- Category NSMutableURLRequest(KQUHTTPForm): NSMutableURLRequest+KQUHTTPForm.h/.cpp ----
     void attachHTTPForm(const KQUHTTPForm& form);

@@ -18,6 +18,7 @@ md5
 plist
 plural
 predicate
+reachability
 render-text
 rsa
 size

@@ -47,7 +47,69 @@ expect_contains "field without =" "$out" "expected KEY=VALUE"
 check "neither --dump nor --url" 1 "$kqu" form --field a=b >/dev/null
 out=$(check "missing file" 2 "$kqu" form --file f="$tmp/gone" --dump)
 expect_contains "missing file" "$out" "$tmp/gone: cannot be read"
-out=$(check "sending" 2 "$kqu" form --field a=b --url http://127.0.0.1:9/)
-expect_contains "sending" "$out" "sending is not available yet"
+# Sending: a one-shot server on 127.0.0.1 (Python's own HTTP server) answers
+# STATUS to one request, keeps its request line and headers in $tmp/sent-head
+# and its body in $tmp/sent-body, and gives up by itself after 20 s.
+start_recorder() {
+    rm -f "$tmp/port" "$tmp/sent-head" "$tmp/sent-body"
+    python3 - "$1" "$tmp" <<'PY' &
+import http.server, os, sys
+status, out = int(sys.argv[1]), sys.argv[2]
+class Recorder(http.server.BaseHTTPRequestHandler):
+    def do_POST(self):
+        body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
+        open(out + "/sent-head", "w").write(self.requestline + "\n" + str(self.headers))
+        open(out + "/sent-body", "wb").write(body)
+        self.send_response(status)
+        self.send_header("Content-Length", "2")
+        self.end_headers()
+        self.wfile.write(b"ok")
+    def log_message(self, *args): pass
+server = http.server.HTTPServer(("127.0.0.1", 0), Recorder)
+server.timeout = 20
+open(out + "/port.part", "w").write(str(server.server_port))
+os.rename(out + "/port.part", out + "/port")
+server.handle_request()
+PY
+    recorder=$!
+    for _ in $(seq 200); do [ -f "$tmp/port" ] && break; sleep 0.05; done
+    port=$(cat "$tmp/port")
+}
+
+start_recorder 200
+out=$(check_stdout "multipart POST" 0 "$kqu" form --field a=1 --file up="$tmp/first.txt" --field "b=x=y é" \
+    --file bin="$tmp/b.bin" --url "http://127.0.0.1:$port/upload")
+wait "$recorder"
+[ "$out" = "HTTP 200" ] || fail "multipart POST printed: $out"
+head -1 "$tmp/sent-head" | grep -qx "POST /upload HTTP/1.1" || fail "request line: $(head -1 "$tmp/sent-head")"
+grep -i '^Content-Type: ' "$tmp/sent-head" >"$tmp/headers"
+cp "$tmp/sent-body" "$tmp/body"
+[ "$(parse_multipart)" = "$expected" ] || fail "posted multipart parts: $(parse_multipart)"
+length=$(sed -n 's/^Content-Length: //Ip' "$tmp/sent-head")
+[ "$length" = "$(wc -c <"$tmp/sent-body")" ] || fail "posted Content-Length $length, body $(wc -c <"$tmp/sent-body")"
+
+# Any status is an answer.
+start_recorder 404
+out=$(check_stdout "single-part POST answered 404" 0 "$kqu" form --field k=abc --url "http://127.0.0.1:$port/")
+wait "$recorder"
+[ "$out" = "HTTP 404" ] || fail "404 printed: $out"
+[ "$(cat "$tmp/sent-body")" = "k=YWJj" ] || fail "single-part body sent: $(cat "$tmp/sent-body")"
+
+# No answer at all: exit 2 with the reason.
+closed=$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+out=$(check "refused" 2 "$kqu" form --field a=b --url "http://127.0.0.1:$closed/")
+expect_contains "refused" "$out" "kqu: form: http://127.0.0.1:$closed/: "
+out=$(check "no host" 2 "$kqu" form --field a=b --url "http:///path")
+expect_contains "no host" "$out" "kqu: form: http:///path: "
+python3 -c '
+import socket, sys, time
+s = socket.socket(); s.bind(("127.0.0.1", 0)); s.listen()
+open(sys.argv[1], "w").write(str(s.getsockname()[1])); time.sleep(15)' "$tmp/silent-port" &
+silent=$!
+for _ in $(seq 200); do [ -s "$tmp/silent-port" ] && break; sleep 0.05; done
+out=$(check "silent server" 2 "$kqu" form --field a=b --timeout 1 --url "http://127.0.0.1:$(cat "$tmp/silent-port")/")
+kill "$silent" 2>/dev/null; wait "$silent" 2>/dev/null
+expect_contains "silent server" "$out" "kqu: form: "
+check "--timeout without --url" 1 "$kqu" form --field a=b --timeout 1 --dump >/dev/null
 
 finish
