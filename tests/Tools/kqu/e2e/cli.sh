@@ -19,6 +19,7 @@ plist
 plural
 predicate
 rsa
+run
 size
 sysinfo
 trash
