@@ -8,7 +8,9 @@
 // in arrival order, with non-empty chunks only. Then, in this order:
 // terminationStatus is set, the last standard-output chunks are delivered,
 // then the last standard-error chunks, then the completion block is called,
-// exactly once per run, on that same thread.
+// exactly once per run, on that same thread. The last chunks are read to end
+// of file: a grandchild that keeps the child's output open holds back the
+// completion until it closes it.
 //
 // A program that cannot be started (missing, not executable, a working
 // directory that does not exist) is reported as a child that exited with

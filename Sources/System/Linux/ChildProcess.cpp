@@ -42,14 +42,25 @@ bool signalThroughDescriptor(int fd, int signal) {
 #endif
 }
 
+// With one of our own standard streams closed a new pipe can land on 0, 1 or
+// 2, and the child's dup2 of one stream would then overwrite another.
+int aboveStandardStreams(int fd) {
+    if (fd > STDERR_FILENO) return fd;
+    const int moved = ::fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    ::close(fd);
+    return moved;
+}
+
 struct Pipe {
     int read = -1, write = -1;
     bool open() {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0) return false;
-        read = fds[0];
-        write = fds[1];
-        return true;
+        read = aboveStandardStreams(fds[0]);
+        write = aboveStandardStreams(fds[1]);
+        if (read >= 0 && write >= 0) return true;
+        close();
+        return false;
     }
     void close() {
         closeDescriptor(read);
