@@ -8,13 +8,24 @@
 // in arrival order, with non-empty chunks only. Then, in this order:
 // terminationStatus is set, the last standard-output chunks are delivered,
 // then the last standard-error chunks, then the completion block is called,
-// exactly once per run, on that same thread.
+// exactly once per run, on that same thread. The last chunks are read to end
+// of file: a grandchild that keeps the child's output open holds back the
+// completion until it closes it.
 //
 // A program that cannot be started (missing, not executable, a working
 // directory that does not exist) is reported as a child that exited with
 // status 127: a log line "KQUTask: cannot launch <path>: <reason>", no
 // chunks, terminationStatus 127, and the completion block is still called.
 // A child ended by a signal reports 128 + the signal number.
+//
+// Each run supervises its child on a thread of its own rather than on the
+// global dispatch queue: a run blocks its thread for the child's whole life,
+// and a few long children would otherwise starve every other user of that
+// small pool. Standard input is written by a second thread of the run, so a
+// child that fills its output before reading its input cannot deadlock.
+//
+// The handlers are taken when the run starts; setting them after launch()
+// changes nothing for that run. The completion block is read at the end.
 //
 // The running instance keeps itself alive until its completion block has
 // returned. launch() and terminate() may be called from any thread; the
@@ -24,6 +35,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "KQFoundation/Export.h"
@@ -59,7 +71,7 @@ public:
     void setErrorHandler(DataHandler handler);
     void setCompletionBlock(CompletionBlock block);
 
-    /// Starts the run on the global dispatch queue; later calls do nothing.
+    /// Starts the run on a thread of its own; later calls do nothing.
     void launch();
     /// Ends the child (SIGTERM); before the child exists, ends it right after
     /// its start.

@@ -21,6 +21,7 @@ predicate
 reachability
 render-text
 rsa
+run
 size
 sysinfo
 trash

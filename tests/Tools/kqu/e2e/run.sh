@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# kqu run: streams, status, standard input, environment and folder of the child.
+source "$(dirname "$0")/lib.sh"
+
+out=$(check_stdout "output and status" 4 "$kqu" run -- sh -c 'printf out; printf err >&2; exit 4')
+[ "$out" = out ] || fail "standard output: '$out'"
+[ "$(cat "$tmp/stderr")" = err ] || fail "standard error: '$(cat "$tmp/stderr")'"
+
+# Bytes go through unchanged both ways, NULs included.
+head -c 3000000 /dev/urandom >"$tmp/random"
+"$kqu" run --stdin "$tmp/random" -- cat >"$tmp/copy" || fail "cat through --stdin"
+cmp -s "$tmp/random" "$tmp/copy" || fail "--stdin bytes differ"
+printf 'piped' | "$kqu" run -- cat >"$tmp/inherited"
+[ "$(cat "$tmp/inherited")" = piped ] || fail "standard input is inherited without --stdin"
+
+mkdir "$tmp/here"
+out=$(check_stdout "environment and folder" 0 "$kqu" run --cwd "$tmp/here" --env GREETING=hi --env EQ=a=b \
+    -- sh -c 'echo "$GREETING $EQ $(pwd) ${HOME:+home}"')
+[ "$out" = "hi a=b $tmp/here home" ] || fail "environment and folder: '$out'"
+
+check "killed by a signal" 143 "$kqu" run -- sh -c 'kill -TERM $$' >/dev/null
+msg=$(check "missing program" 127 "$kqu" run -- kq-no-such-program)
+expect_contains "missing program" "$msg" "KQUTask: cannot launch kq-no-such-program: "
+msg=$(check "missing folder" 127 "$kqu" run --cwd "$tmp/none" -- true)
+expect_contains "missing folder" "$msg" "KQUTask: cannot launch "
+msg=$(check "bad --env" 1 "$kqu" run --env NOEQUALS -- true)
+expect_contains "bad --env" "$msg" "NAME=VALUE"
+check "no program" 1 "$kqu" run >/dev/null
+finish

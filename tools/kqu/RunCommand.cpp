@@ -1,0 +1,137 @@
+// kqu run [--stdin FILE] [--cwd DIR] [--env K=V]... -- PROGRAM ARGS...: runs a
+// program through KQUTask, streams its output and error as they arrive and
+// exits with its status (127 when it cannot be started).
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <cstdlib>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ByteInput.h"
+#include "Command.h"
+#include "KQFoundation/KQUTask.h"
+
+extern char** environ;
+
+namespace {
+
+struct RunOptions {
+    std::optional<std::string> stdinFile;
+    std::optional<std::string> cwd;
+    std::vector<std::string> env;
+    std::vector<std::string> command;
+};
+
+// A short write to a pipe just means "more to come".
+void writeAll(int fd, const kq::Data& chunk) {
+    std::size_t done = 0;
+    while (done < chunk.size()) {
+        const ssize_t n = ::write(fd, chunk.data() + done, chunk.size() - done);
+        if (n > 0) {
+            done += static_cast<std::size_t>(n);
+        } else if (n < 0 && errno != EINTR) {
+            return;  // our reader went away; the child's status still decides
+        }
+    }
+}
+
+// The inherited environment with the --env settings on top.
+std::vector<std::pair<std::string, std::string>> childEnvironment(const std::vector<std::string>& settings) {
+    std::vector<std::pair<std::string, std::string>> environment;
+    auto set = [&](std::string name, std::string value) {
+        for (auto& entry : environment)
+            if (entry.first == name) {
+                entry.second = std::move(value);
+                return;
+            }
+        environment.emplace_back(std::move(name), std::move(value));
+    };
+    for (char** e = environ; e && *e; ++e) {
+        const std::string entry(*e);
+        const std::size_t equals = entry.find('=');
+        if (equals != std::string::npos) set(entry.substr(0, equals), entry.substr(equals + 1));
+    }
+    for (const std::string& setting : settings) {
+        const std::size_t equals = setting.find('=');
+        if (equals == std::string::npos || equals == 0)
+            throw kqu::CommandFailure{kqu::kExitUsage, "--env wants NAME=VALUE, not '" + setting + "'"};
+        set(setting.substr(0, equals), setting.substr(equals + 1));
+    }
+    return environment;
+}
+
+// The library's own $PATH lookup is internal to it (not exported from a shared
+// build), so kqu searches like a shell does.
+std::optional<std::string> findInPath(const std::string& name) {
+    const char* path = std::getenv("PATH");
+    std::string_view folders = path ? path : "/usr/local/bin:/usr/bin:/bin";
+    while (!folders.empty()) {
+        const std::size_t colon = folders.find(':');
+        const std::string_view folder = folders.substr(0, colon);
+        folders = colon == std::string_view::npos ? std::string_view() : folders.substr(colon + 1);
+        if (folder.empty()) continue;
+        std::string candidate = std::string(folder) + "/" + name;
+        if (::access(candidate.c_str(), X_OK) == 0 && !std::filesystem::is_directory(candidate)) return candidate;
+    }
+    return std::nullopt;
+}
+
+std::string programPath(const std::string& program) {
+    if (program.find('/') == std::string::npos) {
+        if (auto found = findInPath(program)) return *found;
+        return program;  // KQUTask reports it as a program that cannot be started
+    }
+    return std::filesystem::absolute(program).lexically_normal().string();
+}
+
+int runProgram(const RunOptions& options) {
+    auto task = KQUTask::create();
+    task->setLaunchPath(programPath(options.command.front()));
+    task->setArguments(std::vector<std::string>(options.command.begin() + 1, options.command.end()));
+    if (!options.env.empty()) task->setEnvironment(childEnvironment(options.env));
+    if (options.cwd) task->setCurrentDirectoryPath(std::filesystem::absolute(*options.cwd).string());
+    if (options.stdinFile) task->setInputData(kqu::readInput(*options.stdinFile));
+    task->setOutputHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDOUT_FILENO, chunk); });
+    task->setErrorHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDERR_FILENO, chunk); });
+
+    std::mutex mutex;
+    std::condition_variable finished;
+    bool done = false;
+    task->setCompletionBlock([&] {
+        std::lock_guard lock(mutex);
+        done = true;
+        finished.notify_all();
+    });
+    task->launch();
+    std::unique_lock lock(mutex);
+    finished.wait(lock, [&] { return done; });
+    return task->terminationStatus();
+}
+
+const kqu::CommandRegistration registration{{
+    "run",
+    "Run a program, stream its output and error, and exit with its status",
+    [](CLI::App& app) -> std::function<int()> {
+        auto options = std::make_shared<RunOptions>();
+        app.add_option("--stdin", options->stdinFile, "Feed this file to the program's standard input");
+        app.add_option("--cwd", options->cwd, "Run the program in this folder");
+        app.add_option("--env", options->env, "Set NAME=VALUE in the program's environment (repeatable)")
+            ->allow_extra_args(false);
+        app.add_option("PROGRAM", options->command, "The program (looked up in $PATH without a slash) and its "
+                                                    "arguments, after --")
+            ->required();
+        app.footer("Without --stdin the program reads kqu's own standard input. The exit status is the\n"
+                   "program's, 128 + N when signal N ended it, and 127 when it cannot be started.");
+        return [options] { return runProgram(*options); };
+    },
+}};
+
+}  // namespace
