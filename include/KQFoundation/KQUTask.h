@@ -16,6 +16,15 @@
 // chunks, terminationStatus 127, and the completion block is still called.
 // A child ended by a signal reports 128 + the signal number.
 //
+// Each run supervises its child on a thread of its own rather than on the
+// global dispatch queue: a run blocks its thread for the child's whole life,
+// and a few long children would otherwise starve every other user of that
+// small pool. Standard input is written by a second thread of the run, so a
+// child that fills its output before reading its input cannot deadlock.
+//
+// The handlers are taken when the run starts; setting them after launch()
+// changes nothing for that run. The completion block is read at the end.
+//
 // The running instance keeps itself alive until its completion block has
 // returned. launch() and terminate() may be called from any thread; the
 // properties are guarded by one lock.
@@ -59,7 +68,7 @@ public:
     void setErrorHandler(DataHandler handler);
     void setCompletionBlock(CompletionBlock block);
 
-    /// Starts the run on the global dispatch queue; later calls do nothing.
+    /// Starts the run on a thread of its own; later calls do nothing.
     void launch();
     /// Ends the child (SIGTERM); before the child exists, ends it right after
     /// its start.
