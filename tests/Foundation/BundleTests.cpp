@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <tuple>
 
 #include "KQFoundation/Foundation/Bundle.h"
@@ -22,9 +21,7 @@ std::string infoPlist(std::initializer_list<std::pair<const char*, const char*>>
     return xml + "</dict></plist>\n";
 }
 
-std::string text(const std::optional<kq::Data>& data) {
-    return data ? std::string(data->begin(), data->end()) : "<missing>";
-}
+std::string text(const std::optional<kq::Data>& data) { return data ? std::string(data->begin(), data->end()) : "<missing>"; }
 
 Strings preferred(const kq::Bundle& bundle, Env env) {
     ScopedEnvironment scoped(env);
@@ -62,20 +59,19 @@ TEST_F(BundleTests, ApplicationBundleReadsInfoAndFindsResources) {
     auto bundle = kq::Bundle::bundleWithPath(makeApplicationBundle());
     ASSERT_TRUE(bundle);
     const std::string resources = dir / "Foo.app/Contents/Resources";
-    EXPECT_EQ(std::make_tuple(bundle->bundlePath(), bundle->resourcePath()), std::make_tuple(dir / "Foo.app", resources));
-    EXPECT_EQ(bundle->bundleIdentifier(), "com.example.foo");
+    EXPECT_EQ(std::make_tuple(bundle->bundlePath(), bundle->resourcePath(), bundle->bundleIdentifier()),
+              std::make_tuple(dir / "Foo.app", resources, "com.example.foo"));
     EXPECT_EQ(bundle->pathForResource("Icon", "icns"), resources + "/Icon.icns");
     EXPECT_EQ(bundle->pathForResource("Icon.icns", ""), resources + "/Icon.icns");
     EXPECT_EQ(bundle->pathForResource("run", "sh", "Scripts/"), resources + "/Scripts/run.sh");
     EXPECT_EQ(text(bundle->dataForResource("Readme", "txt")), "Read me") << "localized resource, English user";
     EXPECT_FALSE(bundle->pathForResource("Missing", "txt") || bundle->pathForResource("", "txt"));
-    EXPECT_FALSE(bundle->dataForResource("Scripts", "")) << "a folder has a path but no bytes";
-    EXPECT_TRUE(bundle->pathForResource("Scripts", ""));
+    EXPECT_TRUE(bundle->pathForResource("Scripts", "") && !bundle->dataForResource("Scripts", "")) << "a folder: a path, no bytes";
     EXPECT_EQ((Strings{"de", "en"}), bundle->localizations());
 
     auto flat = makeFlatBundle("Plugin.bundle", {"fr"});
-    EXPECT_EQ(flat->pathForResource("data", "json"), dir / "Plugin.bundle/data.json");
-    EXPECT_EQ((Strings{"fr"}), flat->localizations());
+    EXPECT_EQ(std::make_tuple(flat->pathForResource("data", "json"), flat->localizations()),
+              std::make_tuple(dir / "Plugin.bundle/data.json", Strings{"fr"}));
 }
 
 TEST_F(BundleTests, MissingOrUnreadableBundles) {
@@ -97,9 +93,8 @@ TEST_F(BundleTests, MissingOrUnreadableBundles) {
 TEST_F(BundleTests, OneFolderGivesOneBundleObjectHoweverSpelled) {
     std::string path = makeApplicationBundle();
     auto bundle = kq::Bundle::bundleWithPath(path);
-    EXPECT_EQ(kq::Bundle::bundleWithPath(path + "/"), bundle);
-    EXPECT_EQ(kq::Bundle::bundleWithPath(dir / "./Foo.app/Contents/.."), bundle);
-    EXPECT_EQ(kq::Bundle::bundleWithPath(dir.makeSymlink("Link.app", path)), bundle);
+    for (const std::string& spelling : {path + "/", dir / "./Foo.app/Contents/..", dir.makeSymlink("Link.app", path)})
+        EXPECT_EQ(kq::Bundle::bundleWithPath(spelling), bundle) << spelling;
     EXPECT_EQ(kq::Bundle::bundleWithURL(kq::URL::fileURLWithPath(path, true)), bundle);
     EXPECT_NE(kq::Bundle::bundleWithPath(makeApplicationBundle("Other.app")), bundle);
 }
@@ -150,7 +145,7 @@ TEST_F(BundleTests, LocalizedStringsFallBackThroughLocalizationsToTheGivenValue)
     EXPECT_EQ(text(bundle->dataForResource("Readme", "txt")), "Lies mich");
 }
 
-TEST_F(BundleTests, MainBundleIsTheProgramsFolderUnlessSet) {
+TEST_F(BundleTests, MainBundleIsTheProgramsFolderAndLibraryResourcesAreCompiledInOrAFolder) {
     auto main = kq::Bundle::mainBundle();
     ASSERT_TRUE(main);
     EXPECT_EQ(std::filesystem::canonical(main->bundlePath()), std::filesystem::canonical("/proc/self/exe").parent_path());
@@ -158,15 +153,12 @@ TEST_F(BundleTests, MainBundleIsTheProgramsFolderUnlessSet) {
     EXPECT_EQ(kq::Bundle::mainBundle()->bundlePath(), dir / "Foo.app");
     kq::Bundle::setMainBundle(nullptr);
     EXPECT_EQ(kq::Bundle::mainBundle()->bundlePath(), main->bundlePath());
-}
 
-TEST_F(BundleTests, LibraryResourcesAreCompiledInAndFoundByName) {
     ScopedEnvironment env({{"LANG", "en_US.UTF-8"}}, kLocaleAndResources);
     kq::Bundle::setLibraryResourcesPath(std::nullopt);
     auto library = kq::Bundle::libraryBundle();
     ASSERT_TRUE(library);
-    EXPECT_EQ(library->bundlePath(), "");
-    EXPECT_EQ(library->localizedString("bytes"), "bytes");
+    EXPECT_EQ(std::make_tuple(library->bundlePath(), library->localizedString("bytes")), std::make_tuple("", "bytes"));
     EXPECT_FALSE(library->pathForResource("Localizable", "strings", "en.lproj")) << "compiled in: no file";
 
     // Every file below Resources/ is served, byte for byte.
@@ -175,16 +167,13 @@ TEST_F(BundleTests, LibraryResourcesAreCompiledInAndFoundByName) {
     for (auto& entry : std::filesystem::recursive_directory_iterator(resources)) {
         if (!entry.is_regular_file()) continue;
         const std::filesystem::path relative = entry.path().lexically_relative(resources);
-        std::ifstream in(entry.path(), std::ios::binary);
         EXPECT_EQ(text(library->dataForResource(relative.filename().string(), "", relative.parent_path().string())),
-                  std::string(std::istreambuf_iterator<char>(in), {})) << relative;
+                  kqtest::readText(entry.path())) << relative;
         ++count;
     }
     EXPECT_GE(count, 2);
-}
 
-TEST_F(BundleTests, LibraryResourcesCanComeFromAFolder) {
-    ScopedEnvironment env({{"LANG", "en_US.UTF-8"}}, kLocaleAndResources);
+    // Or from a folder, given or named by the environment.
     dir.writeFile("res/en.lproj/Localizable.strings", "\"bytes\" = \"octets\";");
     dir.writeFile("res/LeftoversScanners.plist", "<plist/>");
     kq::Bundle::setLibraryResourcesPath(dir / "res");

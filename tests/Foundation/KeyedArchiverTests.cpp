@@ -51,9 +51,7 @@ TEST(PropertyListUID, BinaryAndXMLFormsRoundTrip) {
     EXPECT_NE(text.find(std::string("\x81\x01\x2c", 3)), std::string::npos);  // 300 in two bytes
     EXPECT_EQ(PropertyList::read(binary), list);
     const kq::Data xml = PropertyList::write(list);
-    EXPECT_NE(std::string(xml.begin(), xml.end()).find("<key>CF$UID</key>"), std::string::npos);
-    EXPECT_EQ(PropertyList::read(xml), list);
-    EXPECT_EQ(PropertyList::UIDValue(PropertyList::UID(300)), 300u);
+    EXPECT_TRUE(std::string(xml.begin(), xml.end()).find("<key>CF$UID</key>") != std::string::npos && PropertyList::read(xml) == list);
     // Look-alikes are plain dictionaries.
     for (const Value& other : {Value(kq::Dictionary{{"CF$UID", -1}}), Value(kq::Dictionary{{"CF$UID", "1"}}),
                                Value(kq::Dictionary{{"CF$UID", 1}, {"x", 2}})})
@@ -93,7 +91,7 @@ TEST(KeyedUnarchiver, ReadsAHandMadeXMLArchive) {
     EXPECT_EQ(KeyedUnarchiver::unarchiveObjectWithData(xmlArchive(objects)), expected);
 }
 
-TEST(KeyedUnarchiver, RefusesBrokenArchives) {
+TEST(KeyedUnarchiver, RefusesBrokenArchivesAndObjectCyclesEndTheRead) {
     const std::string arrayClass = classObject("NSArray");
     const struct {
         const char* what;
@@ -128,9 +126,7 @@ TEST(KeyedUnarchiver, RefusesBrokenArchives) {
     };
     EXPECT_TRUE(KeyedUnarchiver::unarchiveObjectWithData(chain(10)));
     EXPECT_FALSE(KeyedUnarchiver::unarchiveObjectWithData(chain(static_cast<int>(KeyedUnarchiver::kMaximumDepth) + 5)));
-}
 
-TEST(KeyedUnarchiver, ObjectCyclesEndTheRead) {
     // An object whose "next" key refers to itself, read by a decoder that follows it.
     const kq::Data data = xmlArchive("<dict><key>next</key>" + uid(1) + "<key>$class</key>" + uid(2) + "</dict>" +
                                      classObject("Node"));

@@ -9,11 +9,8 @@ TEST(Log, FormatsObjectsAndPrintfConversions) {
     kq::log("Exception catched: %@", kq::InvalidArgumentException("bad key path"));
     kq::log("%d items in %@ (%.1f%%), %u left, %s", 3, kq::Value(kq::Array{kq::Value(1)}), 12.34, 7u, "done");
     kq::log("missing %@");
-    const auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[0], "Exception catched: bad key path");
-    EXPECT_EQ(lines[1], "3 items in (\n    1\n) (12.3%), 7 left, done");
-    EXPECT_EQ(lines[2], "missing (null)");
+    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"Exception catched: bad key path",
+                                                         "3 items in (\n    1\n) (12.3%), 7 left, done", "missing (null)"}));
 }
 
 namespace {
@@ -34,7 +31,7 @@ private:
 
 }  // namespace
 
-TEST(Observable, DeliversPriorOldAndNewValuesInOrder) {
+TEST(Observable, DeliversChangesInOrderAndManualKeysOnlyByHand) {
     Counter counter;
     std::vector<std::string> seen;
     auto token = counter.addObserver(
@@ -51,10 +48,8 @@ TEST(Observable, DeliversPriorOldAndNewValuesInOrder) {
     counter.removeObserver(token);
     counter.setCount(6);
     EXPECT_EQ(seen, (std::vector<std::string>{"count new=0", "count prior old=0", "count old=0 new=5"}));
-}
 
-TEST(Observable, KeysWithoutAutomaticNotificationOnlyNotifyByHand) {
-    Counter counter;
+    // Keys without automatic notification notify only by hand.
     int calls = 0;
     counter.addObserver("manual", 0, [&](const kq::Observable&, const std::string&, const kq::KeyValueChange&) {
         ++calls;

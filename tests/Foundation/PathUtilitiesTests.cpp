@@ -10,7 +10,7 @@ using Strings = std::vector<std::string>;
 using Unary = std::string (*)(std::string_view);
 using Binary = std::string (*)(std::string_view, std::string_view);
 
-TEST(PathUtilities, SinglePathOperations) {
+TEST(PathUtilities, PathOperationsAndAbsolutePathsThatKeepTildeLiteral) {
     const struct {
         Unary f;
         const char* name;
@@ -35,9 +35,7 @@ TEST(PathUtilities, SinglePathOperations) {
             EXPECT_EQ(t.f(in), out);
         }
     }
-}
 
-TEST(PathUtilities, AppendingComponentsAndExtensions) {
     const struct {
         Binary f;
         const char *path, *piece, *expected;
@@ -57,9 +55,8 @@ TEST(PathUtilities, AppendingComponentsAndExtensions) {
     for (const auto& [path, components] : std::vector<std::pair<const char*, Strings>>{
              {"/a/b", {"/", "a", "b"}}, {"a/b/", {"a", "b", "/"}}, {"/a//b", {"/", "a", "b"}}, {"/", {"/"}}, {"", {}}})
         EXPECT_EQ(kq::pathComponents(path), components) << path;
-}
 
-TEST(PathUtilities, AbsolutePathsAreLexicalAndKeepTildeLiteral) {
+    // Absolute paths are lexical.
     const std::string cwd = std::filesystem::current_path().string();
     EXPECT_EQ(kq::absolutePath("/a/./b/../c//"), "/a/c");
     EXPECT_EQ(kq::absolutePath("/a/./b/../c//", false), "/a/./b/../c");
@@ -69,14 +66,12 @@ TEST(PathUtilities, AbsolutePathsAreLexicalAndKeepTildeLiteral) {
     EXPECT_TRUE(kq::isAbsolutePath("/x") && kq::isAbsolutePath("~/x") && !kq::isAbsolutePath("x/y") && !kq::isAbsolutePath(""));
 }
 
-TEST(PercentEscapes, EscapesIllegalBytesAndRequestedCharacters) {
+TEST(PercentEscapes, EscapesIllegalBytesAndRequestedCharactersAndRoundTrip) {
     EXPECT_EQ(kq::stringByAddingPercentEscapes("a b%\"<>#{}|\\^`[]"), "a%20b%25%22%3C%3E%23%7B%7D%7C%5C%5E%60%5B%5D");
     EXPECT_EQ(kq::stringByAddingPercentEscapes("-._~!$&'()*+,;=:/?@"), "-._~!$&'()*+,;=:/?@");
     EXPECT_EQ(kq::stringByAddingPercentEscapes("caf\xC3\xA9\n"), "caf%C3%A9%0A");
     EXPECT_EQ(kq::stringByAddingPercentEscapes("a=b&c/d", kq::kURLReservedCharactersToEscape), "a%3Db%26c%2Fd");
-}
 
-TEST(PercentEscapes, RoundTripAndValidation) {
     for (std::string text : {"", "plain", "a b/c?d=e&f", "100%", "\xE2\x82\xAC \xF0\x9F\x98\x80", "+stays+"}) {
         std::string back;
         ASSERT_TRUE(kq::stringByRemovingPercentEscapes(

@@ -10,7 +10,7 @@ constexpr FoldOptions kCase{true, false};
 constexpr FoldOptions kDiacritics{false, true};
 constexpr FoldOptions kBoth{true, true};
 
-TEST(UnicodeText, FoldsCaseAndDiacriticsTheUnicodeWay) {
+TEST(UnicodeText, FoldsCaseAndDiacriticsTheUnicodeWayForPrefixSuffixEqualsAndContains) {
     const auto fold = [](std::string_view text, FoldOptions options) { return kq::foldForComparison(text, options); };
     EXPECT_EQ(fold("Café.APP", kCase), "café.app");
     EXPECT_EQ(fold("STRASSE", kCase), fold("straße", kCase));
@@ -21,9 +21,7 @@ TEST(UnicodeText, FoldsCaseAndDiacriticsTheUnicodeWay) {
     // Precomposed and decomposed spellings are the same text once folded.
     EXPECT_EQ(fold("caf\u00e9", kCase), fold("cafe\u0301", kCase));
     EXPECT_NE(fold("café", kCase), "cafe");
-}
 
-TEST(UnicodeText, CaseInsensitivePrefixSuffixEqualsContains) {
     using Test = bool (*)(std::string_view, std::string_view);
     const struct {
         Test f;
@@ -77,18 +75,15 @@ TEST(UnicodeText, LikePatterns) {
     }
 }
 
-TEST(UnicodeText, CountsUTF16UnitsAndSurvivesBrokenUTF8) {
+TEST(UnicodeText, DecodesWellFormedUTF8OnlyCountsUTF16UnitsAndSurvivesBrokenUTF8) {
     const std::string broken = "a\xff\xc3";
     EXPECT_EQ(kq::lengthInUTF16Units("abcé😀" + broken), 9u);
     EXPECT_TRUE(kq::containsCaseInsensitive(broken, "A"));
     EXPECT_FALSE(kq::hasSuffixCaseInsensitive(broken, ".APP") || kq::matchesLikePatternFolded(broken, "a?", kCase));
     EXPECT_EQ(kq::substringFromUTF16Index("\xF0\x9F\x98\x80x", 2), "x");
     EXPECT_EQ(kq::substringFromUTF16Index("ab", 3), std::nullopt);
-}
 
-// The one decoder every reader of UTF-8 uses: what it refuses is what the
-// platform's decoder refuses.
-TEST(UnicodeText, DecodesWellFormedUTF8Only) {
+    // The one decoder every reader of UTF-8 uses: what it refuses is what the platform's decoder refuses.
     struct Case {
         std::string_view bytes;
         std::size_t length;

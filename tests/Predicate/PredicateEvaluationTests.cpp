@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -15,12 +16,10 @@ using kq::Predicate;
 using kq::URL;
 using kq::Value;
 
-bool eval(std::string_view format, const Value& object, const std::vector<Value>& arguments = {}) {
+// Evaluates on a Value or a URL.
+template <class Object>
+bool eval(std::string_view format, const Object& object, const std::vector<Value>& arguments = {}) {
     return Predicate::predicateWithFormat(format, arguments)->evaluateWithObject(object);
-}
-
-bool evalURL(std::string_view format, const URL& url, const std::vector<Value>& arguments = {}) {
-    return Predicate::predicateWithFormat(format, arguments)->evaluateWithObject(url);
 }
 
 const Value& sampleRecord() {
@@ -39,36 +38,27 @@ const Value& sampleRecord() {
     return record;
 }
 
-TEST(PredicateEvaluation, URLKeys) {
+TEST(PredicateEvaluation, URLKeysUndefinedKeysAndNilAsThePlatformDoes) {
     const URL app = URL::fileURLWithPath("/Applications/Café.app", true);
-    EXPECT_TRUE(evalURL("path ENDSWITH[c] '.APP' AND path == '/Applications/Café.app'", app));  // no trailing slash
-    EXPECT_TRUE(evalURL("path ENDSWITH[c] %@ AND self == %@", app, {Value("É.APP"), Value(app)}));
-    EXPECT_FALSE(evalURL("path ENDSWITH 'É.app'", app));
-    EXPECT_TRUE(evalURL("lastPathComponent == 'Café.app' AND pathExtension == 'app' AND isFileURL == YES AND "
+    EXPECT_TRUE(eval("path ENDSWITH[c] '.APP' AND path == '/Applications/Café.app'", app));  // no trailing slash
+    EXPECT_TRUE(eval("path ENDSWITH[c] %@ AND self == %@", app, {Value("É.APP"), Value(app)}));
+    EXPECT_FALSE(eval("path ENDSWITH 'É.app'", app));
+    EXPECT_TRUE(eval("lastPathComponent == 'Café.app' AND pathExtension == 'app' AND isFileURL == YES AND "
                         "scheme == 'file' AND host == nil AND absoluteString BEGINSWITH 'file:///Applications/'", app));
-    EXPECT_TRUE(evalURL("path.lastPathComponent BEGINSWITH[cd] 'cafe'", app));
-    EXPECT_TRUE(evalURL("path == '/' AND lastPathComponent == '/'", URL::fileURLWithPath("/")));
+    EXPECT_TRUE(eval("path.lastPathComponent BEGINSWITH[cd] 'cafe'", app));
+    EXPECT_TRUE(eval("path == '/' AND lastPathComponent == '/'", URL::fileURLWithPath("/")));
     // A URL inside a value answers the same keys.
     EXPECT_TRUE(eval("lastPathComponent LIKE[c] 'caf?.APP'", Value(app)));
     const auto url = URL::URLWithString("https://example.com:8443/a/b.json?q=1#top");
-    EXPECT_TRUE(evalURL("scheme == 'https' AND host == 'example.com' AND port == 8443 AND query == 'q=1' AND "
+    EXPECT_TRUE(eval("scheme == 'https' AND host == 'example.com' AND port == 8443 AND query == 'q=1' AND "
                         "fragment == 'top' AND isFileURL == NO AND path == '/a/b.json' AND pathExtension == 'json' "
                         "AND lastPathComponent == 'b.json' AND path ENDSWITH[c] '.JSON'", url.value()));
-}
 
-TEST(PredicateEvaluation, UndefinedKeysRaiseThePlatformException) {
-    const URL url = URL::fileURLWithPath("/tmp/x");
-    try {
-        evalURL("bogus == 1", url);
-        FAIL() << "no exception";
-    } catch (const kq::InvalidArgumentException& e) {
-        EXPECT_STREQ(e.what(),
-                     "[NSURL valueForUndefinedKey:]: this class is not key value coding-compliant for the key bogus.");
-    }
+    EXPECT_THAT([] { eval("bogus == 1", URL::fileURLWithPath("/tmp/x")); },
+                testing::ThrowsMessage<kq::InvalidArgumentException>(testing::StrEq(
+                    "[NSURL valueForUndefinedKey:]: this class is not key value coding-compliant for the key bogus.")));
     EXPECT_THROW(eval("size.name == 1", sampleRecord()), kq::InvalidArgumentException);
-}
 
-TEST(PredicateEvaluation, NilComparesAsThePlatformDoes) {
     const Value& r = sampleRecord();
     EXPECT_TRUE(eval("nothing == nil AND missing == nil AND nil == nil AND nothing != 'x'", r));
     EXPECT_FALSE(eval("nothing == 'x' OR nothing BEGINSWITH 'x' OR nothing CONTAINS 'x' OR nothing LIKE '*'", r));
@@ -92,7 +82,7 @@ TEST(PredicateEvaluation, NumbersDatesAndOrdering) {
                      {Value(now - std::chrono::hours(1)), Value(now)}));
 }
 
-TEST(PredicateEvaluation, StringOperatorsAndOptions) {
+TEST(PredicateEvaluation, StringOperatorsOptionsLikeAndMatches) {
     const Value& r = sampleRecord();
     EXPECT_TRUE(eval("name == 'Café Crème' AND name ==[c] 'CAFÉ CRÈME' AND name ==[cd] 'CAFE CREME'", r));
     EXPECT_FALSE(eval("name == 'CAFÉ CRÈME' OR name ==[c] 'cafe creme'", r));
@@ -101,10 +91,7 @@ TEST(PredicateEvaluation, StringOperatorsAndOptions) {
     EXPECT_TRUE(eval("identifier > 'com.a' AND identifier <[c] 'COM.F' AND 'AMPLE' IN[c] identifier", r));
     EXPECT_THROW(eval("size BEGINSWITH '2'", r), kq::InvalidArgumentException);
     EXPECT_THROW(eval("SELF ENDSWITH '.app'", Value(URL::fileURLWithPath("/A.app"))), kq::InvalidArgumentException);
-}
 
-TEST(PredicateEvaluation, LikeAndMatches) {
-    const Value& r = sampleRecord();
     EXPECT_TRUE(eval("identifier LIKE 'com.example.*' AND identifier LIKE[c] 'COM.EXAMPLE.EDIT?R'", r));
     EXPECT_FALSE(eval("identifier LIKE 'com.example'", r));
     // An identifier escaped for LIKE matches only itself.
@@ -150,8 +137,7 @@ TEST(PredicateEvaluation, SubstitutionVariables) {
     EXPECT_THROW(partly->evaluateWithObject(r), kq::InvalidArgumentException);
     const auto whole = partly->predicateWithSubstitutionVariables(Dictionary{{"min", 4096}});
     EXPECT_FALSE(whole->evaluateWithObject(r));
-    // The original is untouched.
-    EXPECT_EQ(template_->predicateFormat(), "identifier BEGINSWITH[c] $prefix AND size > $min");
+    EXPECT_EQ(template_->predicateFormat(), "identifier BEGINSWITH[c] $prefix AND size > $min");  // untouched
 
     const auto list = Predicate::predicateWithFormat("lastPathComponent IN {$a, 'Other.app'}")
                           ->predicateWithSubstitutionVariables(Dictionary{{"a", "Café.app"}});

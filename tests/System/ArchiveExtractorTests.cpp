@@ -101,14 +101,13 @@ TEST_P(ArchiveExtractor, ExtractsFilesFoldersAndLinks) {
     EXPECT_EQ(readText(inner + "/Contents/Current/up"), "<plist/>");
     EXPECT_EQ(fs::read_symlink(inner + "/Contents/Current"), "Resources");
 
-    struct stat info {};
-    ASSERT_EQ(stat((inner + "/Contents/Resources/Icon.png").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 07000, 0u) << "no setuid, setgid or sticky bits";
-    EXPECT_EQ(info.st_mode & 0700, 0700u);
-    ASSERT_EQ(stat((inner + "/Contents/Resources/empty").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0600, 0600u) << "always readable and writable by us";
-    ASSERT_EQ(stat((inner + "/Contents").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0700, 0700u) << "folders stay removable";
+    const auto mode = [&](const char* path) {
+        struct stat info {};
+        return stat((inner + path).c_str(), &info) == 0 ? info.st_mode : 07777u;
+    };
+    EXPECT_EQ(mode("/Contents/Resources/Icon.png") & 07700, 0700u) << "no setuid, setgid or sticky bits";
+    EXPECT_EQ(mode("/Contents/Resources/empty") & 07600, 0600u) << "always readable and writable by us";
+    EXPECT_EQ(mode("/Contents") & 07700, 0700u) << "folders stay removable";
 }
 
 TEST_P(ArchiveExtractor, HostileEntriesFailAndNothingLandsOutside) {
@@ -139,7 +138,7 @@ TEST_P(ArchiveExtractor, HostileEntriesFailAndNothingLandsOutside) {
     }
 }
 
-TEST_P(ArchiveExtractor, LimitsStopBombs) {
+TEST_P(ArchiveExtractor, LimitsStopBombsAndDamagedOrMissingInputFails) {
     std::string zeros(8 << 20, '\0');
     kq::ArchiveExtractionLimits small{1 << 20, 100};
     EXPECT_EQ(extract({{"bomb", AE_IFREG, zeros}}, small), std::errc::file_too_large);
@@ -150,9 +149,7 @@ TEST_P(ArchiveExtractor, LimitsStopBombs) {
     for (int i = 0; i < 5; ++i) many.push_back({"f" + std::to_string(i), AE_IFREG, "x"});
     EXPECT_EQ(extract(many, {1 << 20, 4}), std::errc::value_too_large);
     EXPECT_FALSE(extract(many, {5, 5})) << "exactly at both limits";
-}
 
-TEST_P(ArchiveExtractor, DamagedOrMissingInputFails) {
     std::string content;
     for (int i = 0; i < 2000; ++i) content += "line " + std::to_string(i) + "\n";
     std::string good = writeArchive(archives / "good", GetParam(), {{"a.txt", AE_IFREG, content}, {"b.txt", AE_IFREG, content}});

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <iterator>
+#include <tuple>
 
 #include "KQFoundation/System/FileManager.h"
 #include "Support/MountNamespace.h"
@@ -25,14 +27,7 @@ Strings walk(const std::string& root) {
     return paths;
 }
 
-std::size_t openDescriptorCount() {
-    std::size_t count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        (void)entry;
-        ++count;
-    }
-    return count;
-}
+std::ptrdiff_t openDescriptorCount() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 TEST(DirectoryEnumerator, DepthFirstInNameOrderWithTypesAndLevels) {
     kqtest::TemporaryDirectory tmp;
@@ -46,18 +41,13 @@ TEST(DirectoryEnumerator, DepthFirstInNameOrderWithTypesAndLevels) {
 
     auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
     ASSERT_TRUE(enumerator);
-    Strings seen;  // path, type and level of each entry
-    while (auto path = enumerator->nextObject())
-        seen.push_back(*path + " " + std::to_string(static_cast<int>(enumerator->currentEntryType())) + " " +
-                       std::to_string(enumerator->level()));
-    const auto entry = [](const char* path, FileType type, int level) {
-        return std::string(path) + " " + std::to_string(static_cast<int>(type)) + " " + std::to_string(level);
-    };
-    EXPECT_EQ(seen, (Strings{entry(".hidden", FileType::Regular, 1), entry("a", FileType::Directory, 1),
-                             entry("a/empty", FileType::Directory, 2), entry("a/x", FileType::Regular, 2),
-                             entry("a/y", FileType::Directory, 2), entry("a/y/z", FileType::Regular, 3),
-                             entry("b.txt", FileType::Regular, 1), entry("c", FileType::SymbolicLink, 1),
-                             entry("pipe", FileType::Other, 1)}));
+    std::vector<std::tuple<std::string, FileType, std::size_t>> seen;
+    while (auto path = enumerator->nextObject()) seen.emplace_back(*path, enumerator->currentEntryType(), enumerator->level());
+    EXPECT_EQ(seen, (decltype(seen){{".hidden", FileType::Regular, 1}, {"a", FileType::Directory, 1},
+                                    {"a/empty", FileType::Directory, 2}, {"a/x", FileType::Regular, 2},
+                                    {"a/y", FileType::Directory, 2}, {"a/y/z", FileType::Regular, 3},
+                                    {"b.txt", FileType::Regular, 1}, {"c", FileType::SymbolicLink, 1},
+                                    {"pipe", FileType::Other, 1}}));
     EXPECT_EQ(enumerator->nextObject(), std::nullopt);  // stays at the end
 }
 
@@ -164,18 +154,17 @@ TEST(DirectoryEnumerator, DeepPathsBeyondTheSystemLimitHoldNoDescriptors) {
     }
     close(openat(chain.back(), "leaf", O_CREAT | O_WRONLY, 0644));
 
-    const std::size_t before = openDescriptorCount();
+    const std::ptrdiff_t before = openDescriptorCount();
     auto enumerator = kq::FileManager::defaultManager().enumeratorAtPath(tmp.path());
     ASSERT_TRUE(enumerator);
     Strings paths;
-    std::size_t descriptorsAtBottom = 0;
+    std::ptrdiff_t descriptorsAtBottom = 0;
     while (auto path = enumerator->nextObject()) {
         paths.push_back(*path);
         if (enumerator->level() == kDepth + 1) descriptorsAtBottom = openDescriptorCount();
     }
-    EXPECT_EQ(paths.size(), static_cast<std::size_t>(kDepth + 1));
-    EXPECT_EQ(paths.back().size(), kDepth * (name.size() + 1) + 4);
-    EXPECT_EQ(descriptorsAtBottom, before);
+    EXPECT_EQ(std::make_tuple(paths.size(), paths.back().size(), descriptorsAtBottom),
+              std::make_tuple(kDepth + 1u, kDepth * (name.size() + 1) + 4, before));
 
     // Remove it level by level: the generic clean-up works with whole paths.
     unlinkat(chain.back(), "leaf", 0);

@@ -18,9 +18,8 @@ namespace {
 using namespace std::chrono_literals;
 using kq::DispatchQueue;
 
-TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATime) {
+TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATimeAndTheGlobalOneSideBySide) {
     auto queue = DispatchQueue::createSerialQueue("test.serial");
-    EXPECT_EQ(queue->label(), "test.serial");
     std::vector<int> order;
     std::atomic<int> running{0};
     std::atomic<bool> overlapped{false};
@@ -44,9 +43,7 @@ TEST(DispatchQueue, SerialQueueRunsBlocksInOrderOneAtATime) {
     ASSERT_EQ(order.size(), 500u);
     for (int i = 0; i < 500; ++i) ASSERT_EQ(order[static_cast<std::size_t>(i)], i);
     EXPECT_FALSE(overlapped);
-}
 
-TEST(DispatchQueue, GlobalQueueRunsBlocksSideBySide) {
     auto global = DispatchQueue::globalQueue();
     EXPECT_EQ(global, DispatchQueue::globalQueue());
     std::mutex mutex;
@@ -61,8 +58,7 @@ TEST(DispatchQueue, GlobalQueueRunsBlocksSideBySide) {
     };
     global->async([&] { meet(first); });
     global->async([&] { meet(second); });
-    EXPECT_TRUE(first.get_future().get());
-    EXPECT_TRUE(second.get_future().get());
+    EXPECT_TRUE(first.get_future().get() && second.get_future().get());
 }
 
 TEST(DispatchQueue, ThrowingBlocksAreLoggedAndTheQueueGoesOn) {
@@ -74,9 +70,8 @@ TEST(DispatchQueue, ThrowingBlocksAreLoggedAndTheQueueGoesOn) {
     queue->async([&] { later = true; });
     queue->sync([] {});
     EXPECT_TRUE(later);
-    auto lines = capture.lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], "DispatchQueue test.throwing: a block threw an exception: boom");
+    ASSERT_EQ(capture.lines().size(), 2u);
+    EXPECT_EQ(capture.lines()[0], "DispatchQueue test.throwing: a block threw an exception: boom");
 
     EXPECT_THROW(queue->sync([] { throw std::logic_error("sync"); }), std::logic_error);
     EXPECT_THROW(DispatchQueue::globalQueue()->sync([] { throw std::logic_error("sync"); }), std::logic_error);

@@ -5,9 +5,11 @@
 #include <atomic>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
 
 #include "KQFoundation/Foundation/PathUtilities.h"
 #include "KQFoundation/Foundation/URL.h"
+#include "Support/ScopedLayout.h"
 #include "System/PerLayoutCache.h"
 
 namespace {
@@ -16,45 +18,29 @@ using kq::FileSystemLayout;
 using kq::SearchPathDirectory;
 using Strings = std::vector<std::string>;
 
-/// Makes a layout current for one test and restores the previous one.
-class LayoutTest : public testing::Test {
-protected:
-    void SetUp() override { saved_ = FileSystemLayout::current(); }
-    void TearDown() override { FileSystemLayout::setCurrent(saved_); }
-    std::shared_ptr<const FileSystemLayout> saved_;
-};
-
-TEST_F(LayoutTest, NormalisesRootAndHome) {
-    FileSystemLayout layout("/mnt/mac//", "/mnt/mac/Users/me/");
-    EXPECT_EQ(layout.root(), "/mnt/mac");
-    EXPECT_EQ(layout.home(), "/mnt/mac/Users/me");
-    EXPECT_FALSE(layout.isHostRoot());
-
-    FileSystemLayout host("", "/home/x");
-    EXPECT_EQ(host.root(), "/");
-    EXPECT_TRUE(host.isHostRoot());
-    EXPECT_EQ(FileSystemLayout("///", "/h").root(), "/");
-    EXPECT_EQ(FileSystemLayout("/mnt/mac", "").home(), "/mnt/mac");
+TEST(FileSystemLayout, NormalisesRootAndHomeAndResolvesMacPathsUnderTheRoot) {
+    FileSystemLayout layout("/mnt/mac//", "/home/me/");
+    EXPECT_EQ(std::make_tuple(layout.root(), layout.home(), layout.isHostRoot()), std::make_tuple("/mnt/mac", "/home/me", false));
+    for (auto [root, home, normalRoot, normalHome] : {std::tuple{"", "/home/x", "/", "/home/x"}, {"///", "/h", "/", "/h"},
+                                                      {"/mnt/mac", "", "/mnt/mac", "/mnt/mac"}}) {
+        const FileSystemLayout other(root, home);
+        EXPECT_EQ(std::make_tuple(other.root(), other.home()), std::make_tuple(normalRoot, normalHome)) << root;
+    }
+    EXPECT_TRUE(FileSystemLayout("", "/h").isHostRoot());
     EXPECT_EQ(FileSystemLayout("relative", "/h").root().front(), '/');
-}
 
-TEST_F(LayoutTest, ResolvesMacPathsUnderTheRoot) {
-    FileSystemLayout layout("/mnt/mac", "/home/me");
     EXPECT_EQ(layout.resolve("/"), "/mnt/mac");
     EXPECT_EQ(layout.resolve("relative/x"), "relative/x");
-    EXPECT_EQ(layout.expandTilde("~"), "/home/me");
-    EXPECT_EQ(layout.expandTilde("~/Library"), "/home/me/Library");
-    EXPECT_EQ(layout.expandTilde("/~/x"), "/~/x");
-    EXPECT_EQ(layout.resolveResourcePath("~/Library/Preferences"), "/home/me/Library/Preferences");
-    EXPECT_EQ(layout.resolveResourcePath("/home/me/Desktop"), "/home/me/Desktop");
-    EXPECT_EQ(layout.resolveResourcePath("/home/meX"), "/mnt/mac/home/meX");
-    EXPECT_EQ(layout.resolveResourcePath("/Library"), "/mnt/mac/Library");
-
-    FileSystemLayout host("/", "/home/me");
-    EXPECT_EQ(host.resolve("/Library"), "/Library");
+    EXPECT_EQ(FileSystemLayout("/", "/home/me").resolve("/Library"), "/Library");
+    for (auto [path, resolved] : {std::pair{"~", "/home/me"}, {"~/Library", "/home/me/Library"}, {"/~/x", "/~/x"}})
+        EXPECT_EQ(layout.expandTilde(path), resolved);
+    for (auto [path, resolved] : {std::pair{"~/Library/Preferences", "/home/me/Library/Preferences"},
+                                  {"/home/me/Desktop", "/home/me/Desktop"}, {"/home/meX", "/mnt/mac/home/meX"},
+                                  {"/Library", "/mnt/mac/Library"}})
+        EXPECT_EQ(layout.resolveResourcePath(path), resolved);
 }
 
-TEST_F(LayoutTest, SearchPathsPerDomainInPlatformOrder) {
+TEST(FileSystemLayout, SearchPathsPerDomainInPlatformOrder) {
     FileSystemLayout layout("/mac", "/mac/Users/me");
     EXPECT_EQ(layout.pathsForDirectory(SearchPathDirectory::Library, kq::AllDomainsMask),
               (Strings{"/mac/Users/me/Library", "/mac/Library", "/mac/Network/Library", "/mac/System/Library"}));
@@ -82,9 +68,8 @@ TEST_F(LayoutTest, SearchPathsPerDomainInPlatformOrder) {
                        "/Network/Developer", "/System/Library"}));
 }
 
-TEST_F(LayoutTest, TildeFollowsTheCurrentLayout) {
-    // kqu's apps check (e2e/apps.sh) shows the file manager's folders follow it; Foundation's path helpers do too.
-    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/mac", "/mac/Users/me"));
+TEST(FileSystemLayout, TildeFollowsTheCurrentLayout) {
+    kqtest::ScopedLayout layout{"/mac", "/mac/Users/me"};
     EXPECT_EQ(kq::URL::fileURLWithPath("~/Library", true).path(), "/mac/Users/me/Library");
     EXPECT_EQ(kq::stringByStandardizingPath("~/Library/../Desktop"), "/mac/Users/me/Desktop");
     EXPECT_EQ(kq::stringByExpandingTildeInPath("~"), "/mac/Users/me");
@@ -95,7 +80,8 @@ TEST_F(LayoutTest, TildeFollowsTheCurrentLayout) {
     EXPECT_TRUE(FileSystemLayout::current()->isHostRoot());
 }
 
-TEST_F(LayoutTest, CurrentCanBeSwappedWhileOthersRead) {
+TEST(FileSystemLayout, CurrentCanBeSwappedWhileOthersRead) {
+    kqtest::ScopedLayout restore{"/", "/"};
     std::atomic<bool> done{false};
     std::atomic<int> badReads{0};
     std::thread reader([&] {
@@ -112,14 +98,14 @@ TEST_F(LayoutTest, CurrentCanBeSwappedWhileOthersRead) {
     EXPECT_EQ(badReads, 0);
 }
 
-TEST_F(LayoutTest, PerLayoutCacheBuildsOncePerRootAndHome) {
+TEST(FileSystemLayout, PerLayoutCacheBuildsOncePerRootAndHome) {
     kq::PerLayoutCache<std::string> cache;
     int builds = 0;
     const auto build = [&](const FileSystemLayout& layout) {
         ++builds;
         return layout.root();
     };
-    FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/a", "/a/h"));
+    kqtest::ScopedLayout restore{"/a", "/a/h"};
     EXPECT_EQ(cache.get(build), "/a");
     EXPECT_EQ(cache.get(build), "/a");
     FileSystemLayout::setCurrent(std::make_shared<FileSystemLayout>("/a", "/a/other"));

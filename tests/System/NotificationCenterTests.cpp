@@ -5,6 +5,7 @@
 #include <atomic>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -12,7 +13,7 @@ namespace {
 using kq::Notification;
 using kq::NotificationCenter;
 
-TEST(NotificationCenter, ObserversMatchByNameAndSenderWithEmptyAndNullAsAny) {
+TEST(NotificationCenter, ObserversMatchByNameAndSenderAndReceiveAllOnThePostingThread) {
     NotificationCenter center;
     int first = 0, second = 0;
     struct Case {
@@ -20,17 +21,13 @@ TEST(NotificationCenter, ObserversMatchByNameAndSenderWithEmptyAndNullAsAny) {
         const void* sender;
     } observers[] = {{"Done", &first}, {"Done", nullptr}, {"", &first}, {"", nullptr}, {"Other", nullptr}};
     std::vector<int> counts(std::size(observers), 0);
-    for (std::size_t i = 0; i < std::size(observers); ++i) {
+    for (std::size_t i = 0; i < std::size(observers); ++i)
         center.addObserver(observers[i].name, observers[i].sender, [&counts, i](const Notification&) { ++counts[i]; });
-    }
     center.postNotification("Done", &first);   // all but "Other"
     center.postNotification("Done", &second);  // the any-sender ones of Done and any
     center.postNotification("Else");           // only any-name any-sender
     EXPECT_EQ(counts, (std::vector<int>{1, 2, 1, 3, 0}));
-}
 
-TEST(NotificationCenter, DeliversNameSenderAndUserInfoOnThePostingThread) {
-    NotificationCenter center;
     int sender = 0;
     std::thread::id deliveredOn;
     Notification received;
@@ -41,13 +38,11 @@ TEST(NotificationCenter, DeliversNameSenderAndUserInfoOnThePostingThread) {
     std::thread poster([&] { center.postNotification("Changed", &sender, kq::Dictionary{{"key", kq::Value(3)}}); });
     const std::thread::id posterId = poster.get_id();
     poster.join();
-    EXPECT_EQ(deliveredOn, posterId);
-    EXPECT_EQ(received.name, "Changed");
-    EXPECT_EQ(received.object, &sender);
-    EXPECT_EQ(received.userInfo, (kq::Dictionary{{"key", kq::Value(3)}}));
+    EXPECT_EQ(std::tie(deliveredOn, received.name, received.object, received.userInfo),
+              std::make_tuple(posterId, "Changed", &sender, kq::Dictionary{{"key", kq::Value(3)}}));
 }
 
-TEST(NotificationCenter, ChangesDuringDeliveryAreSafe) {
+TEST(NotificationCenter, ChangesDuringDeliveryAreSafeAndRemovalCoversEveryRegistration) {
     NotificationCenter center;
     std::vector<std::string> calls;
     kq::NotificationObserverToken self, later;
@@ -66,21 +61,17 @@ TEST(NotificationCenter, ChangesDuringDeliveryAreSafe) {
     calls.clear();
     center.postNotification("N");
     EXPECT_EQ(calls, (std::vector<std::string>{"remover", "added"}));
-}
 
-TEST(NotificationCenter, RemovingAnObserverRemovesAllItsRegistrations) {
-    NotificationCenter center;
-    int owner = 0, calls = 0;
-    center.addObserver(&owner, "A", nullptr, [&](const Notification&) { ++calls; });
-    center.addObserver(&owner, "B", nullptr, [&](const Notification&) { ++calls; });
-    auto kept = center.addObserver("A", nullptr, [&](const Notification&) { calls += 10; });
-    EXPECT_TRUE(kept);
+    int owner = 0, count = 0;
+    center.addObserver(&owner, "A", nullptr, [&](const Notification&) { ++count; });
+    center.addObserver(&owner, "B", nullptr, [&](const Notification&) { ++count; });
+    EXPECT_TRUE(center.addObserver("A", nullptr, [&](const Notification&) { count += 10; }));
     EXPECT_FALSE(center.addObserver("A", nullptr, nullptr));
     center.removeObserver(&owner);
     center.removeObserver(kq::NotificationObserverToken{});
     center.postNotification("A");
     center.postNotification("B");
-    EXPECT_EQ(calls, 10);
+    EXPECT_EQ(count, 10);
 }
 
 TEST(NotificationCenter, ConcurrentPostsAndRegistrationsLoseNothing) {

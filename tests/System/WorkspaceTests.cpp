@@ -21,8 +21,7 @@ TEST(Workspace, PackagesAreFoldersWithAPackageExtension) {
         EXPECT_TRUE(workspace.isFilePackageAtPath(tmp / yes)) << yes;
     for (const char* no : {"Plain", "Resources.lproj", ".app", "file.app", "Dangling.app", "Missing.app"})
         EXPECT_FALSE(workspace.isFilePackageAtPath(tmp / no)) << no;
-    EXPECT_FALSE(workspace.isFilePackageAtPath(""));
-    EXPECT_FALSE(workspace.isFilePackageAtPath("/"));
+    EXPECT_FALSE(workspace.isFilePackageAtPath("") || workspace.isFilePackageAtPath("/"));
     EXPECT_TRUE(std::is_sorted(kq::Workspace::packageExtensions().begin(), kq::Workspace::packageExtensions().end()));
 }
 

@@ -87,8 +87,8 @@ TEST_F(ChromeReader, IconsGatherEveryImageThatOpens) {
     auto icon = kq::Image::imageWithPropertyList(*scan(folder).objectForKey("icon"));
     ASSERT_TRUE(icon);
     ASSERT_EQ(icon->representations().size(), 2u);
-    EXPECT_EQ(icon->representations()[0].pixelsWide, 2u);
-    EXPECT_EQ(icon->representations()[0].pixelsHigh, 3u);
+    EXPECT_EQ(std::make_pair(icon->representations()[0].pixelsWide, icon->representations()[0].pixelsHigh),
+              std::make_pair(2u, 3u));
 }
 
 TEST_F(ChromeReader, PreferencesGiveOriginAndPermissionsAndAreReadOncePerProfile) {
@@ -127,8 +127,7 @@ TEST_F(ChromeReader, LeftoversAreFoundAndSummedWithTheFolder) {
     // Mac-shaped this time: the external descriptors lie beside the data folder.
     data = home.makeDirectory("Library/Application Support/Google/Chrome");
     const std::string id = "abcdefghijklmnop";
-    const std::string folder = extension(id, R"({"name":"L"})");
-    const std::string manifestSize = std::to_string(std::string(R"({"name":"L"})").size());
+    const std::string folder = extension(id, R"({"name":"L"})");  // 12 bytes
     home.writeFile(relative("Local Extension Settings/" + id + "/000003.log"), std::string(100, 'a'));
     home.writeFile(relative("Local Storage/chrome-extension_ABCDEFGHIJKLMNOP_0.localstorage"), std::string(20, 'b'));
     home.writeFile(relative("Local Storage/chrome-extension_other_0.localstorage"), std::string(1000, 'c'));
@@ -148,7 +147,7 @@ TEST_F(ChromeReader, LeftoversAreFoundAndSummedWithTheFolder) {
                                                home / ("Library/Application Support/Google/External Extensions/" + id + ".json"),
                                                crx}));
     EXPECT_EQ(item.integerValueForKey("size", 0),
-              static_cast<std::int64_t>(100 + 20 + 3 + descriptor.size() + 4000 + std::stoul(manifestSize)));
+              static_cast<std::int64_t>(100 + 20 + 3 + descriptor.size() + 4000 + 12));
 
     // A descriptor naming the home folder or the root must not make them leftovers.
     for (const std::string& hostile : {home.path(), std::string("/"), data}) {

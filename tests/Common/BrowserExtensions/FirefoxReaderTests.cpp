@@ -1,5 +1,3 @@
-#include <archive.h>
-#include <archive_entry.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -14,8 +12,8 @@
 #include "KQFoundation/KQUBrowserExtensionsScanner.h"
 #include "KQFoundation/NSDictionary+KQValueTypeChecking.h"
 #include "KQFoundation/System/FileManager.h"
+#include "Support/ArchiveWriter.h"
 #include "Support/ScopedEnvironment.h"
-#include "Support/ScopedLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -81,24 +79,10 @@ protected:
     }
 
     std::string writeXPI(const std::string& relative, const Files& files) {
-        const std::string path = tmp / relative;
         tmp.makeDirectory(relative.substr(0, relative.rfind('/')));
-        archive* zip = archive_write_new();
-        archive_write_set_format_zip(zip);
-        archive_write_open_filename(zip, path.c_str());
-        for (const auto& [file, contents] : files) {
-            archive_entry* entry = archive_entry_new();
-            archive_entry_set_pathname(entry, file.c_str());
-            archive_entry_set_filetype(entry, AE_IFREG);
-            archive_entry_set_perm(entry, 0644);
-            archive_entry_set_size(entry, static_cast<la_int64_t>(contents.size()));
-            archive_write_header(zip, entry);
-            archive_write_data(zip, contents.data(), contents.size());
-            archive_entry_free(entry);
-        }
-        archive_write_close(zip);
-        archive_write_free(zip);
-        return path;
+        std::vector<kqtest::ArchiveEntry> entries;
+        for (const auto& [file, contents] : files) entries.push_back({file, AE_IFREG, contents});
+        return kqtest::writeArchive(tmp / relative, kq::ArchiveFormat::Zip, entries);
     }
 
     // The host's localization comes from a main bundle with the given .lproj folders.
@@ -223,29 +207,6 @@ TEST_F(FirefoxReaderTests, PackedExtensionsCollectIcons) {
                          {"Button.png", kPNG}, {"Icon.png", kPNG}}),
               1u);
     EXPECT_EQ(iconCount({{"manifest.json", manifest + R"(, "icons": {"48": ""}})"}, {"Picture.png", kPNG}}), 0u);
-}
-
-TEST_F(FirefoxReaderTests, ScanOfAMacTreeGivesFirefoxRecords) {
-    const std::string support = "Users/alex/Library/Application Support/";
-    const std::string appWide = support + "Mozilla/Extensions/{ec8030f7-c20a-464f-9b0e-13a3a9e97384}/";
-    writeXPI(appWide + "shared@x.xpi", {{"manifest.json", R"({"name": "Shared"})"}});
-    tmp.writeFile(appWide + "nameless.xpi", "broken");
-    writeFolder(support + "Firefox/Profiles/p1.default/extensions/own@x", {{"package.json", R"({"name": "Own"})"}});
-    kqtest::ScopedLayout layout(tmp.path(), tmp / "Users/alex");
-
-    const auto records = scanner.scanBrowserExtensionsOfType(KQUBrowserExtensionTypeFirefox);
-    ASSERT_TRUE(records);
-    ASSERT_EQ(records->size(), 2u);
-    EXPECT_EQ((*records)[0].name(), "Shared");
-    EXPECT_EQ((*records)[0].sourceType(), KQUBrowserExtensionSourceKindApplicationWide);
-    EXPECT_EQ((*records)[1].name(), "Own");
-    EXPECT_EQ((*records)[1].sourceType(), KQUBrowserExtensionSourceKindUnknown);
-    for (const auto& record : *records) {
-        EXPECT_EQ(record.type(), KQUBrowserExtensionTypeFirefox);
-        EXPECT_EQ(record.browser(), "Firefox");
-        EXPECT_EQ(record.permissionsInfo(), KQUBrowserExtentionPermissionsInfo());
-        EXPECT_FALSE(record.leftovers());
-    }
 }
 
 }  // namespace

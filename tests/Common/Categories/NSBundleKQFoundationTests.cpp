@@ -37,17 +37,15 @@ TEST_F(NSBundleKQFoundationTests, VersionsAndCopyrightComeFromTheInfoDictionary)
     EXPECT_FALSE(odd->shortVersion() || odd->bundleVersion() || odd->humanReadableCopyright());
 }
 
-TEST_F(NSBundleKQFoundationTests, PreferredLocalizationAnswersEnglishAsEn) {
-    kqtest::ScopedEnvironment language({{"LANG", "fr_FR.UTF-8"}});
+TEST_F(NSBundleKQFoundationTests, PreferredLocalizationAnswersEnglishAsEnAndNeedsOne) {
+    kqtest::ScopedEnvironment french({{"LANG", "fr_FR.UTF-8"}});
     EXPECT_EQ(bundle("Old.app", "", {"English", "German"})->preferredLocalization(), "en");
     EXPECT_EQ(bundle("Multi.app", "", {"en", "fr"})->preferredLocalization(), "fr");
     EXPECT_EQ(bundle("Base.app", "", {"Base"})->preferredLocalization(), "Base");
-}
 
-TEST_F(NSBundleKQFoundationTests, BundleWithoutLocalizationsIsTheCallersError) {
     kq::Bundle::setMainBundle(bundle("Bare.app", "", {}));
-    EXPECT_THROW(kq::Bundle::preferredApplicationLocalization(), kq::RangeException);
-    kqtest::ScopedEnvironment language({{"LANG", "ru_RU.UTF-8"}});
+    EXPECT_THROW(kq::Bundle::preferredApplicationLocalization(), kq::RangeException);  // the caller's error
+    kqtest::ScopedEnvironment russian({{"LANG", "ru_RU.UTF-8"}});
     kq::Bundle::setMainBundle(bundle("Russian.app", "", {"en", "ru"}));
     EXPECT_EQ(kq::Bundle::preferredApplicationLocalization(), "ru");
     kq::Bundle::setMainBundle(nullptr);

@@ -61,9 +61,8 @@ TEST_F(KQUApplicationComponentsScannerTests, IdentifierAndNameRulesInPreferences
               (std::vector<std::string>{home("Library/Preferences/editor.plist"),
                                         root("Library/Application Support/EDITOR"),
                                         home("Library/Logs/DiagnosticReports/EditorPro_2024-01-02.crash")}));
-}
 
-TEST_F(KQUApplicationComponentsScannerTests, NamesFoldCaseTheUnicodeWay) {
+    // Names fold case the Unicode way.
     tmp.writeFile("root/Users/jane/Library/Caches/CAFÉ.db");
     EXPECT_EQ(scan(std::nullopt, "Café"), (std::vector<std::string>{home("Library/Caches/CAFÉ.db")}));
 }

@@ -108,7 +108,7 @@ TEST_F(KQUApplicationsScannerTests, StopDuringTheWalkPreventsTheProfilerStep) {
     EXPECT_LT(scanner.progress(), 0.9);
 }
 
-TEST_F(KQUApplicationsScannerTests, WalksTheEightFoldersOfUserAndLocalDomains) {
+TEST_F(KQUApplicationsScannerTests, WalksTheNineFoldersOfUserAndLocalDomains) {
     const std::string home = tmp / "root/Users/jane";
     std::vector<std::string> paths;
     for (const kq::URL& url : KQUApplicationsScanner::sourceDirectories()) paths.push_back(url.path());

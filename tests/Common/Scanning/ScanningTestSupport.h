@@ -4,12 +4,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <fstream>
 #include <functional>
 #include <map>
 #include <memory>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,12 +24,6 @@ inline std::string infoPlist(const std::string& identifier, const std::string& e
     return plist("<key>CFBundleIdentifier</key><string>" + identifier + "</string>" + extraKeys);
 }
 
-inline std::string contentsOf(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 inline bool exists(const std::string& path) {
     struct stat info {};
     return lstat(path.c_str(), &info) == 0;

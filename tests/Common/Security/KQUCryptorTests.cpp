@@ -57,7 +57,6 @@ TEST(KQUCryptorTests, BlocksFollowTheModulusAndPadding) {
     } cases[] = {
         {KQUCryptorPaddingPKCS1, 0, 0},     {KQUCryptorPaddingPKCS1, 244, 256}, {KQUCryptorPaddingPKCS1, 245, 512},
         {KQUCryptorPaddingOAEP, 214, 256},  {KQUCryptorPaddingOAEP, 215, 512},  {KQUCryptorPaddingNone, 256, 256},
-        {KQUCryptorPaddingNone, 100, std::nullopt},    // raw RSA takes whole blocks only
         {KQUCryptorPaddingSSLv23, 256, std::nullopt},  // a full block leaves no room for the padding
         {99, 256, 256},                                // unknown paddings mean none
     };
@@ -88,7 +87,6 @@ TEST(KQUCryptorTests, InteroperatesWithTheOpensslCommand) {
         bool privateDecrypts;
         std::int32_t padding;
     } commands[] = {
-        {"-encrypt -pubin -inkey " + key.publicFile, true, KQUCryptorPaddingPKCS1},
         {"-encrypt -pubin -inkey " + key.publicFile + " -pkeyopt rsa_padding_mode:oaep", true, KQUCryptorPaddingOAEP},
         {"-sign -inkey " + key.privateFile, false, KQUCryptorPaddingPKCS1},
     };

@@ -53,16 +53,13 @@ TEST_F(KQUInstallationInfoAccessorTests, SearchPathsOfAMacTreeAndOfTheLinuxHost)
               (std::vector<std::string>{userFile, bundleFile, localFile}));
     for (const char* name : {"", "..", "a/b"}) EXPECT_TRUE(accessor(name).prioritisedInstallationInfoSearchPaths().empty());
 
+    // $XDG_CONFIG_HOME counts only while $HOME is the layout's home.
     const std::string bundle = root + "/Applications/App.app";
     kqtest::ScopedLayout host{"/", home};
-    {
-        kqtest::ScopedEnvironment environment({{"HOME", home.c_str()}, {"XDG_CONFIG_HOME", (dir / "config").c_str()}});
-        EXPECT_EQ(accessor().prioritisedInstallationInfoSearchPaths(),
-                  (std::vector<std::string>{dir / "config/com.example.app/install.rec", bundle + "/install.rec",
-                                            "/etc/com.example.app/install.rec"}));
-    }
     kqtest::ScopedEnvironment environment({{"HOME", "/elsewhere"}, {"XDG_CONFIG_HOME", (dir / "config").c_str()}});
-    EXPECT_EQ(accessor().prioritisedInstallationInfoSearchPaths().front(), home + "/.config/com.example.app/install.rec");
+    EXPECT_EQ(accessor().prioritisedInstallationInfoSearchPaths(),
+              (std::vector<std::string>{home + "/.config/com.example.app/install.rec", bundle + "/install.rec",
+                                        "/etc/com.example.app/install.rec"}));
     // Without a usable identifier only the installation folder is the application's own.
     EXPECT_EQ(KQUInstallationInfoAccessor("install.rec", "", app("../x")).prioritisedInstallationInfoSearchPaths(),
               std::vector<std::string>{bundle + "/install.rec"});

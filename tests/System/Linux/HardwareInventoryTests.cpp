@@ -41,18 +41,28 @@ std::string smbiosTable() {
            memoryDevice(4096, 0, 0x18, 1600);
 }
 
-TEST(SMBIOSMemoryDevices, ModulesOfTypeSeventeenUntilTheEndMarker) {
-    const auto modules = kq::memoryModulesFromSMBIOSTable(smbiosTable());
+class LinuxInventoryTest : public ::testing::Test {
+protected:
+    kq::LinuxSystemFacts facts() const { return kq::LinuxSystemFacts({root.path(), root / "home", false}); }
+    kqtest::TemporaryDirectory root;
+};
+
+TEST_F(LinuxInventoryTest, MemoryModulesOfTypeSeventeenFromTheDMITableUntilTheEndMarker) {
+    EXPECT_TRUE(facts().memoryModules().empty());
+    // A folder where the table should be cannot be read, even by root.
+    root.makeDirectory("sys/firmware/dmi/tables/DMI");
+    EXPECT_TRUE(facts().memoryModules().empty());
+    std::filesystem::remove(root / "sys/firmware/dmi/tables/DMI");
+    root.writeFile("sys/firmware/dmi/tables/DMI", smbiosTable());
+    const auto modules = facts().memoryModules();
     ASSERT_EQ(modules.size(), 3u);
     const auto& m = modules[0];
     EXPECT_EQ(std::tie(m.slotName, m.sizeBytes, m.type, m.speedMHz),
               std::make_tuple("BANK 0/DIMM 0", 8ull << 30, "DDR4", 2667u));
-    // Strings are trimmed.
     EXPECT_EQ(std::tie(m.manufacturer, m.serialNumber, m.partNumber),
               std::make_tuple("Samsung", "12345678", "M471A1K43CB1-CTD"));
     EXPECT_EQ(std::tie(modules[1].sizeBytes, modules[1].type, modules[2].sizeBytes, modules[2].type),
               std::make_tuple(0ull, "Empty", 64ull << 30, "DDR5"));
-    // A truncated table gives nothing.
     EXPECT_TRUE(kq::memoryModulesFromSMBIOSTable(smbiosTable().substr(0, 60)).empty());
 }
 
@@ -101,22 +111,6 @@ TEST(PCIIDs, NamesAndShortVendorNames) {
     EXPECT_EQ(std::get<0>(names(0x0003, 0x0000)), std::nullopt);
     for (auto [full, brief] : {std::pair{"Advanced Micro Devices, Inc. [AMD/ATI]", "AMD"}, {"Red Hat, Inc.", "Red Hat"}})
         EXPECT_EQ(kq::shortVendorName(full), brief);
-}
-
-class LinuxInventoryTest : public ::testing::Test {
-protected:
-    kq::LinuxSystemFacts facts() const { return kq::LinuxSystemFacts({root.path(), root / "home", false}); }
-    kqtest::TemporaryDirectory root;
-};
-
-TEST_F(LinuxInventoryTest, MemoryModulesFromTheDMITable) {
-    EXPECT_TRUE(facts().memoryModules().empty());
-    // A folder where the table should be cannot be read, even by root.
-    root.makeDirectory("sys/firmware/dmi/tables/DMI");
-    EXPECT_TRUE(facts().memoryModules().empty());
-    std::filesystem::remove(root / "sys/firmware/dmi/tables/DMI");
-    root.writeFile("sys/firmware/dmi/tables/DMI", smbiosTable());
-    EXPECT_EQ(facts().memoryModules().size(), 3u);
 }
 
 TEST_F(LinuxInventoryTest, GraphicsProcessorsWithTheirConnectedDisplays) {

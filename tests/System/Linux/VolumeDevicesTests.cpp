@@ -13,7 +13,7 @@ namespace {
 
 using kq::platform::DeviceBus;
 
-TEST(VolumeDevicesTests, MountInfoLinesAreParsedWithEscapesAndOptionalFields) {
+TEST(VolumeDevicesTests, MountInfoWithEscapesAndOptionalFieldsAndBusFromTheDevicePath) {
     const auto volumes = kq::platform::parseMountInfo(
         "26 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
         "41 26 8:17 / /media/jane/My\\040Disk rw,nosuid shared:12 master:3 - exfat /dev/sdb1 rw\n"
@@ -24,10 +24,8 @@ TEST(VolumeDevicesTests, MountInfoLinesAreParsedWithEscapesAndOptionalFields) {
     EXPECT_EQ(std::tie(volumes[1].mountPoint, volumes[1].fileSystemType, volumes[1].source, volumes[1].deviceID),
               std::make_tuple("/media/jane/My Disk", "exfat", "/dev/sdb1", makedev(8, 17)));
     EXPECT_EQ(volumes[2].fileSystemType, "nfs4");
-}
 
-// USB, NVMe and virtual devices are covered by the recorded tree below.
-TEST(VolumeDevicesTests, BusComesFromTheDevicePath) {
+    // USB, NVMe and virtual devices are covered by the recorded tree below.
     for (auto [path, bus] : {std::pair{"/devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block/sda",
                                        DeviceBus::Internal},
                              {"/devices/pci0000:00/0000:00:05.0/virtio2/block/vda", DeviceBus::Internal},
@@ -89,12 +87,8 @@ TEST(VolumeDevicesTests, VolumeForPathFindsTheDeepestMount) {
     int error = 0;
     EXPECT_FALSE(kq::platform::mountedVolumeForPath("/no/such/path", error));
     EXPECT_EQ(error, ENOENT);
-    auto root = kq::platform::mountedVolumeForPath("/", error);
-    ASSERT_TRUE(root);
-    EXPECT_EQ(root->mountPoint, "/");
-    auto proc = kq::platform::mountedVolumeForPath("/proc/self/status", error);
-    ASSERT_TRUE(proc);
-    EXPECT_EQ(proc->mountPoint, "/proc");
+    EXPECT_EQ(kq::platform::mountedVolumeForPath("/", error).value().mountPoint, "/");
+    EXPECT_EQ(kq::platform::mountedVolumeForPath("/proc/self/status", error).value().mountPoint, "/proc");
 }
 
 }  // namespace

@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <tuple>
 
 #include "Common/SystemInformation/SystemInformationState.h"
 #include "KQFoundation/KQUSystemInformation.h"
 #include "KQFoundation/Foundation/PropertyList.h"
 #include "System/Linux/LinuxSystemFacts.h"
+#include "Support/ScopedLayout.h"
 #include "Support/TemporaryDirectory.h"
 
 namespace {
@@ -42,26 +44,19 @@ protected:
     kqtest::TemporaryDirectory mac;
 };
 
-TEST_F(ProfilerReportsTest, HardwareOverviewInBothForms) {
+TEST_F(ProfilerReportsTest, HardwareOverviewMemoryWithoutModulesAndUnknownTypes) {
     const auto report = profiler::report("SPHardwareDataType", facts(), layout());
     ASSERT_TRUE(report.has_value());
     EXPECT_EQ(*report->stringValueForKey("_dataType"), "SPHardwareDataType");
-    const kq::Dictionary& overview = *report->arrayValueForKey("_items")->front().asDictionary();
-    EXPECT_EQ(*overview.stringValueForKey("machine_name"), "Dell Inc. Precision 5530");
-    EXPECT_EQ(*overview.stringValueForKey("physical_memory"), "16 GB");
-    EXPECT_EQ(overview.numberValueForKey("number_processors")->integerValue(), 2);
-
-    const std::string text = profiler::reportText(*report);
     // Model name, memory and cores are read back from the text by ShippedProfilerTest.
+    const std::string text = profiler::reportText(*report);
     for (const char* line : {"\n      Processor Speed: 2.6 GHz\n", "\n      Serial Number (system): 5CG7ABC12\n"})
         EXPECT_NE(text.find(line), std::string::npos) << text;
-}
 
-TEST_F(ProfilerReportsTest, MemoryReportWithoutReadableModulesHasNoGroupsAndUnknownTypesNone) {
     EXPECT_EQ(profiler::report("SPAudioDataType", facts(), layout()), std::nullopt);
-    const auto report = profiler::report("SPMemoryDataType", facts(), layout());
-    EXPECT_TRUE(report->arrayValueForKey("_items")->empty());
-    EXPECT_EQ(profiler::reportText(*report), "Memory:\n\n");
+    const auto memory = profiler::report("SPMemoryDataType", facts(), layout());
+    EXPECT_TRUE(memory->arrayValueForKey("_items")->empty());
+    EXPECT_EQ(profiler::reportText(*memory), "Memory:\n\n");
 }
 
 TEST_F(ProfilerReportsTest, ApplicationsBelowTheLayoutsApplicationFolders) {
@@ -71,8 +66,8 @@ TEST_F(ProfilerReportsTest, ApplicationsBelowTheLayoutsApplicationFolders) {
     for (const kq::Value& item : items) paths.push_back(*item.asDictionary()->stringValueForKey("path"));
     EXPECT_EQ(paths, (std::vector<std::string>{mac / "Applications/Safari.app", mac / "Applications/Utilities/Terminal.app",
                                                mac / "Users/sam/Applications/Mine.app"}));
-    EXPECT_EQ(*items[0].asDictionary()->stringValueForKey("version"), "11.1.2");
-    EXPECT_EQ(*items[0].asDictionary()->stringValueForKey("_name"), "Safari");
+    EXPECT_EQ(std::make_tuple(*items[0].asDictionary()->stringValueForKey("version"),
+                              *items[0].asDictionary()->stringValueForKey("_name")), std::make_tuple("11.1.2", "Safari"));
     EXPECT_NE(profiler::reportText(*report).find("      Location: " + (mac / "Applications/Safari.app") + "\n"),
               std::string::npos);
 }
@@ -94,15 +89,14 @@ protected:
         kq::systeminformation::resetForTesting();
         KQUSystemInformation::setSystemProfilerPath(program);
         ::setenv("KQ_SYSTEM_ROOT", machine.path().c_str(), 1);
-        previous = kq::FileSystemLayout::current();
-        kq::FileSystemLayout::setCurrent(std::make_shared<kq::FileSystemLayout>(layout()));
+        scopedLayout.emplace(mac.path(), mac / "Users/sam");
     }
     void TearDown() override {
         ::unsetenv("KQ_SYSTEM_ROOT");
-        if (previous) kq::FileSystemLayout::setCurrent(previous);
+        scopedLayout.reset();
         kq::systeminformation::resetForTesting();
     }
-    std::shared_ptr<const kq::FileSystemLayout> previous;
+    std::optional<kqtest::ScopedLayout> scopedLayout;
 };
 
 TEST_F(ShippedProfilerTest, HardwareApplicationsMemoryAndGraphicsOfTheFixtures) {

@@ -9,18 +9,16 @@ namespace {
 using kqu::JsonStyle;
 using kqu::toJSON;
 
-TEST(JsonOutput, ScalarsAndContainersCompact) {
+TEST(JsonOutput, ScalarsAndContainersCompactAndPretty) {
     kq::Dictionary object{{"b", true}, {"n", nullptr}, {"i", -42}, {"r", 1.5}, {"whole", 2.0},
                           {"a", kq::Array{1, "x", kq::Array{}}}, {"d", kq::Dictionary{}}};
     EXPECT_EQ(toJSON(object, JsonStyle::Compact),
               R"({"b":true,"n":null,"i":-42,"r":1.5,"whole":2.0,"a":[1,"x",[]],"d":{}})");
     EXPECT_EQ(toJSON(std::nan(""), JsonStyle::Compact), "null");
     EXPECT_EQ(toJSON(INFINITY, JsonStyle::Compact), "null");
-}
-
-TEST(JsonOutput, PrettyIndentsByTwoAndKeepsKeyOrder) {
-    kq::Dictionary object{{"z", 1}, {"a", kq::Array{kq::Dictionary{{"k", "v"}}}}};
-    EXPECT_EQ(toJSON(object), "{\n  \"z\": 1,\n  \"a\": [\n    {\n      \"k\": \"v\"\n    }\n  ]\n}");
+    // Pretty output indents by two and keeps the key order.
+    EXPECT_EQ(toJSON(kq::Dictionary{{"z", 1}, {"a", kq::Array{kq::Dictionary{{"k", "v"}}}}}),
+              "{\n  \"z\": 1,\n  \"a\": [\n    {\n      \"k\": \"v\"\n    }\n  ]\n}");
 }
 
 TEST(JsonOutput, StringsAreEscaped) {
@@ -33,11 +31,10 @@ TEST(JsonOutput, StringsAreEscaped) {
     EXPECT_EQ(toJSON(kq::Dictionary{{"ke\"y", 1}}, JsonStyle::Compact), R"({"ke\"y":1})");
 }
 
+// Whole and fractional dates after 1970 are printed by kqu plist (e2e/plist.sh).
 TEST(JsonOutput, DataDatesAndURLs) {
     EXPECT_EQ(toJSON(kq::Data{'M', 'a', 'n'}, JsonStyle::Compact), "\"TWFu\"");
     EXPECT_EQ(toJSON(kq::Data{'M'}, JsonStyle::Compact), "\"TQ==\"");
-    const kq::Date date{std::chrono::seconds(1795385209)};
-    EXPECT_EQ(toJSON(date, JsonStyle::Compact), "\"2026-11-22T22:06:49Z\"");
     EXPECT_EQ(kqu::iso8601(kq::Date{} - std::chrono::milliseconds(500)), "1969-12-31T23:59:59.500Z");
     EXPECT_EQ(toJSON(*kq::URL::URLWithString("https://example.com/a?b=c"), JsonStyle::Compact),
               "\"https://example.com/a?b=c\"");
