@@ -5,6 +5,8 @@
 
 namespace kq {
 
+const char* const NSSystemClockDidChangeNotification = "NSSystemClockDidChangeNotification";
+
 struct NotificationCenter::Registration {
     std::uint64_t identifier;
     const void* observer;

@@ -9,9 +9,12 @@
 
 namespace kq {
 
+const char* const NSWorkspaceDidWakeNotification = "NSWorkspaceDidWakeNotification";
+
 Workspace& Workspace::sharedWorkspace() {
-    static Workspace workspace;
-    return workspace;
+    // Never destroyed, like the default centre: the wake watcher may post during exit.
+    static Workspace* workspace = new Workspace;
+    return *workspace;
 }
 
 const std::vector<std::string>& Workspace::packageExtensions() {

@@ -23,6 +23,11 @@
 
 namespace kq {
 
+/// Posted on defaultCenter(), on the main run loop, after the system clock
+/// was set (by the user, the network time service, or on waking): wall-clock
+/// dates kept by timers may have moved relative to now.
+extern KQ_EXPORT const char* const NSSystemClockDidChangeNotification;  // "NSSystemClockDidChangeNotification"
+
 struct KQ_EXPORT Notification {
     std::string name;
     const void* object = nullptr;  // the sender

@@ -4,6 +4,7 @@ source "$(dirname "$0")/lib.sh"
 # One per line, so that branches adding subcommands merge cleanly.
 subcommands="
 apps
+at
 components
 crc32
 extensions

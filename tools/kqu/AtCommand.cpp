@@ -1,0 +1,96 @@
+// kqu at DATE -- PROGRAM [ARGUMENTS...]: waits until DATE by the calendar,
+// through clock changes and sleep, then runs PROGRAM and exits with its status.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <sstream>
+
+#include "Command.h"
+#include "DateArgument.h"
+#include "KQFoundation/KQUSystemTimeHandler.h"
+#include "KQFoundation/KQUTask.h"
+#include "KQFoundation/System/RunLoop.h"
+
+namespace {
+
+// The shell's status for a program that cannot be found.
+constexpr int kExitProgramNotFound = 127;
+
+struct AtOptions {
+    std::string date;
+    std::vector<std::string> command;
+};
+
+/// The program as the shell would find it: a name with a slash as it is,
+/// else the first executable of that name in $PATH.
+std::optional<std::string> findProgram(const std::string& name) {
+    if (name.find('/') != std::string::npos) return access(name.c_str(), X_OK) == 0 ? std::optional(name) : std::nullopt;
+    const char* path = std::getenv("PATH");
+    std::istringstream folders(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const std::string candidate = (folder.empty() ? "." : folder) + "/" + name;
+        if (access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return std::nullopt;
+}
+
+int runAt(const AtOptions& options) {
+    const auto date = kqu::parseDateArgument(options.date);
+    if (!date)
+        throw kqu::CommandFailure{kqu::kExitInputFailure,
+                                  "'" + options.date +
+                                      "' is not a date and time in ISO 8601, such as 2026-05-01T09:30, "
+                                      "2026-05-01T09:30:15Z or 2026-05-01T09:30+02:00"};
+    // Checked before waiting, rather than failing hours later.
+    const auto program = findProgram(options.command.front());
+    if (!program) throw kqu::CommandFailure{kExitProgramNotFound, options.command.front() + ": program not found"};
+
+    kq::RunLoop::setMainRunLoop(kq::RunLoop::currentRunLoop());
+    const auto loop = kq::RunLoop::mainRunLoop();
+    // The loop must wait for the child's end even when it has no timer left.
+    auto keepAlive = kq::Timer::create(kq::Date(std::chrono::system_clock::now()) + std::chrono::hours(1), 3600,
+                                       true, [](kq::Timer&) {});
+    loop->addTimer(keepAlive);
+
+    std::optional<int> status;
+    const std::vector<std::string> arguments(options.command.begin() + 1, options.command.end());
+    auto handler = KQUSystemTimeHandler::systemTimeHandlerWithFireDate(*date, [&] {
+        std::fflush(stdout);
+        auto task = KQUTask::create();
+        task->setLaunchPath(*program);
+        task->setArguments(arguments);
+        // No output handlers: the child writes to kqu's own stdout and stderr
+        // as it goes, in its own order, and sees a terminal where kqu has one.
+        task->setCompletionBlock([loop, &status, weakTask = std::weak_ptr<KQUTask>(task)] {
+            const auto finished = weakTask.lock();
+            const int result = finished ? finished->terminationStatus() : kqu::kExitInputFailure;
+            loop->perform([loop, &status, result] {
+                status = result;
+                loop->stop();
+            });
+        });
+        task->launch();
+    });
+    while (!status) loop->runUntilDate(kq::Date(std::chrono::system_clock::now()) + std::chrono::hours(1));
+    keepAlive->invalidate();
+    return *status;
+}
+
+const kqu::CommandRegistration registration{{
+    "at",
+    "Run a program at a date and time, through clock changes and sleep",
+    [](CLI::App& app) -> std::function<int()> {
+        auto options = std::make_shared<AtOptions>();
+        app.add_option("DATE", options->date,
+                       "ISO 8601 date and time (2026-05-01T09:30, seconds optional); local time unless it ends "
+                       "in Z or an offset such as +02:00; a past date runs at once")
+            ->required();
+        app.add_option("PROGRAM", options->command, "The program and its arguments, after --")->required();
+        app.footer("Exit status: the program's own (127 when it cannot be found), 2 for a bad DATE.");
+        return [options] { return runAt(*options); };
+    },
+}};
+
+}  // namespace
