@@ -70,9 +70,9 @@ private:
     // A far expiry that is never meant to come; the point is the cancellation
     // TFD_TIMER_CANCEL_ON_SET brings whenever the clock is set.
     bool armClock() {
-        itimerspec spec{};
-        spec.it_value.tv_sec = static_cast<time_t>(clockSeconds(CLOCK_REALTIME)) + 365 * 86400;
-        return timerfd_settime(clockFd_, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &spec, nullptr) == 0;
+        itimerspec farAhead{};
+        farAhead.it_value.tv_sec = static_cast<time_t>(clockSeconds(CLOCK_REALTIME)) + 365 * 86400;
+        return timerfd_settime(clockFd_, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &farAhead, nullptr) == 0;
     }
 
     void readClock() {
