@@ -1,18 +1,15 @@
 #include "KQFoundation/Graphics/Color.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
+
+#include "Graphics/NumberText.h"
 
 namespace kq {
 
 namespace {
 
-std::string number(double value) {
-    char buffer[32];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    return std::string(buffer, result.ptr);
-}
+using detail::shortestNumberText;
 
 struct RGB {
     double red, green, blue;
@@ -124,8 +121,8 @@ bool Color::isApproximatelyEqual(const Color& other, double tolerance) const {
 }
 
 std::string Color::description() const {
-    return colorSpaceName() + " " + number(red_) + " " + number(green_) + " " + number(blue_) + " " +
-           number(alpha_);
+    return colorSpaceName() + " " + shortestNumberText(red_) + " " + shortestNumberText(green_) + " " + shortestNumberText(blue_) + " " +
+           shortestNumberText(alpha_);
 }
 
 }  // namespace kq

@@ -3,19 +3,16 @@
 #include <fontconfig/fontconfig.h>
 
 #include <array>
-#include <charconv>
 #include <memory>
 #include <strings.h>
+
+#include "Graphics/NumberText.h"
 
 namespace kq {
 
 namespace {
 
-std::string number(double value) {
-    char buffer[32];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    return std::string(buffer, result.ptr);
-}
+using detail::shortestNumberText;
 
 const char* weightName(int weight) {
     switch (weight) {
@@ -83,7 +80,7 @@ std::string Font::description() const {
     if (const char* name = weightName(weight)) text += std::string(text.empty() ? "" : " ") + name;
     if (italic) text += text.empty() ? "Italic" : " Italic";
     if (!text.empty()) text += ' ';
-    return text + number(pointSize);
+    return text + shortestNumberText(pointSize);
 }
 
 FontManager& FontManager::sharedFontManager() {

@@ -56,6 +56,8 @@ public:
     /// exit code, or 128 + the signal that ended it. Later calls return the
     /// same status.
     int wait();
+    /// The signal that ended the child, 0 when it exited; valid after wait().
+    int terminationSignal() const { return signal_; }
     /// Sends `signal` unless the child has been reaped.
     void sendSignal(int signal);
 
@@ -65,6 +67,7 @@ private:
     pid_t pid_ = 0;
     int input_ = -1, output_ = -1, error_ = -1, exitFD_ = -1;
     std::optional<int> status_;
+    int signal_ = 0;
 };
 
 /// Reads once, at most `limit` bytes, into `into` (resized to what was read).

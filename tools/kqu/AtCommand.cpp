@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
-#include <sstream>
 
 #include "Command.h"
 #include "DateArgument.h"
 #include "KQFoundation/KQUSystemTimeHandler.h"
 #include "KQFoundation/KQUTask.h"
 #include "KQFoundation/System/RunLoop.h"
+#include "ProgramPath.h"
 
 namespace {
 
@@ -23,19 +23,6 @@ struct AtOptions {
     std::vector<std::string> command;
 };
 
-/// The program as the shell would find it: a name with a slash as it is,
-/// else the first executable of that name in $PATH.
-std::optional<std::string> findProgram(const std::string& name) {
-    if (name.find('/') != std::string::npos) return access(name.c_str(), X_OK) == 0 ? std::optional(name) : std::nullopt;
-    const char* path = std::getenv("PATH");
-    std::istringstream folders(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string candidate = (folder.empty() ? "." : folder) + "/" + name;
-        if (access(candidate.c_str(), X_OK) == 0) return candidate;
-    }
-    return std::nullopt;
-}
-
 int runAt(const AtOptions& options) {
     const auto date = kqu::parseDateArgument(options.date);
     if (!date)
@@ -44,7 +31,7 @@ int runAt(const AtOptions& options) {
                                       "' is not a date and time in ISO 8601, such as 2026-05-01T09:30, "
                                       "2026-05-01T09:30:15Z or 2026-05-01T09:30+02:00"};
     // Checked before waiting, rather than failing hours later.
-    const auto program = findProgram(options.command.front());
+    const auto program = kqu::findProgram(options.command.front());
     if (!program) throw kqu::CommandFailure{kExitProgramNotFound, options.command.front() + ": program not found"};
 
     kq::RunLoop::setMainRunLoop(kq::RunLoop::currentRunLoop());

@@ -18,6 +18,7 @@
 #include "ByteInput.h"
 #include "Command.h"
 #include "KQFoundation/KQUTask.h"
+#include "ProgramPath.h"
 
 extern char** environ;
 
@@ -68,28 +69,11 @@ std::vector<std::pair<std::string, std::string>> childEnvironment(const std::vec
     return environment;
 }
 
-// The library's own $PATH lookup is internal to it (not exported from a shared
-// build), so kqu searches like a shell does.
-std::optional<std::string> findInPath(const std::string& name) {
-    const char* path = std::getenv("PATH");
-    std::string_view folders = path ? path : "/usr/local/bin:/usr/bin:/bin";
-    while (!folders.empty()) {
-        const std::size_t colon = folders.find(':');
-        const std::string_view folder = folders.substr(0, colon);
-        folders = colon == std::string_view::npos ? std::string_view() : folders.substr(colon + 1);
-        if (folder.empty()) continue;
-        std::string candidate = std::string(folder) + "/" + name;
-        if (::access(candidate.c_str(), X_OK) == 0 && !std::filesystem::is_directory(candidate)) return candidate;
-    }
-    return std::nullopt;
-}
-
+// A program that cannot be found is still handed to KQUTask, whose log line
+// and status 127 report it.
 std::string programPath(const std::string& program) {
-    if (program.find('/') == std::string::npos) {
-        if (auto found = findInPath(program)) return *found;
-        return program;  // KQUTask reports it as a program that cannot be started
-    }
-    return std::filesystem::absolute(program).lexically_normal().string();
+    if (auto found = kqu::findProgram(program)) return *found;
+    return program.find('/') == std::string::npos ? program : std::filesystem::absolute(program).lexically_normal().string();
 }
 
 int runProgram(const RunOptions& options) {

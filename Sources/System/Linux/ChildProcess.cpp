@@ -223,6 +223,7 @@ int ChildProcess::wait() {
     }
     // Someone else reaped it (SIGCHLD ignored): the status is lost.
     status_ = reaped == pid_ ? statusFromWait(raw) : 0;
+    if (reaped == pid_ && WIFSIGNALED(raw)) signal_ = WTERMSIG(raw);
     return *status_;
 }
 
