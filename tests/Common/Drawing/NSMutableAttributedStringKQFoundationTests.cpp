@@ -25,12 +25,7 @@ std::vector<std::string> coloredRuns(const AttributedString& string) {
 }
 
 TEST(NSMutableAttributedStringKQFoundationTest, UnfoldTag) {
-    struct Case {
-        const char* text;
-        const char* tag;
-        const char* unfolded;
-        Range range;
-    };
+    struct Case { const char* text; const char* tag; const char* unfolded; Range range; };
     const Case cases[] = {
         {"x<b>y</b>z", "b", "xyz", {1, 1}},
         {"x<b>yz", "b", "xyz", {1, 2}},                          // unclosed: to the end
@@ -88,9 +83,8 @@ TEST(NSMutableAttributedStringKQFoundationTest, SetFontSizeConvertsFontsAndFills
     string.addAttribute(kq::NSFontAttributeName, kq::Font{"DejaVu Serif", 9, 700, true}, {0, 5});
     string.setFontSize(30);
 
-    const auto& serif = string.attributesAtIndex(0);
+    const auto &serif = string.attributesAtIndex(0), &plain = string.attributesAtIndex(6);
     EXPECT_EQ(*serif.font(), (kq::Font{"DejaVu Serif", 30, 700, true}));
-    const auto& plain = string.attributesAtIndex(6);
     EXPECT_EQ(*plain.font(), kq::FontManager::sharedFontManager().systemFontOfSize(30));
     EXPECT_EQ(*serif.foregroundColor(), kRed);
     EXPECT_EQ(*plain.foregroundColor(), kRed);
