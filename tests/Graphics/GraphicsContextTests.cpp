@@ -131,20 +131,19 @@ TEST(GraphicsContext, GradientAnglesFollowThePlatform) {
 
 TEST(GraphicsContext, ShadowGoesUpWhateverTheFlippednessAndBlurs) {
     for (bool flipped : {false, true}) {
-        auto context = bitmap(40, 40, flipped);
-        context->setShadow({6, 6}, 0, kBlue);
-        context->fillRect(Rect{{15, 15}, {10, 10}}, kRed);
-        BitmapImage image = context->makeImage();
-        EXPECT_EQ(image.pixelAt(20, 20), (Pixel{255, 0, 0, 255})) << flipped;
-        EXPECT_EQ(image.pixelAt(29, 11), (Pixel{0, 0, 255, 255})) << flipped;
-        EXPECT_EQ(image.alphaAt(29, 27), 0) << flipped;
-
-        context = bitmap(40, 40, flipped);
-        context->setShadow({0, 0}, 8, kBlue);
-        context->fillRect(Rect{{15, 15}, {10, 10}}, kRed);
-        image = context->makeImage();
-        EXPECT_GT(image.alphaAt(27, 20), 0) << flipped;
-        EXPECT_LT(image.alphaAt(27, 20), 255) << flipped;
+        SCOPED_TRACE(flipped);
+        const auto shadowed = [&](kq::Size offset, double blur) {
+            auto context = bitmap(40, 40, flipped);
+            context->setShadow(offset, blur, kBlue);
+            context->fillRect(Rect{{15, 15}, {10, 10}}, kRed);
+            return context->makeImage();
+        };
+        const BitmapImage sharp = shadowed({6, 6}, 0), blurred = shadowed({0, 0}, 8);
+        EXPECT_EQ(sharp.pixelAt(20, 20), (Pixel{255, 0, 0, 255}));
+        EXPECT_EQ(sharp.pixelAt(29, 11), (Pixel{0, 0, 255, 255}));
+        EXPECT_EQ(sharp.alphaAt(29, 27), 0);
+        EXPECT_GT(blurred.alphaAt(27, 20), 0);
+        EXPECT_LT(blurred.alphaAt(27, 20), 255);
     }
 }
 
