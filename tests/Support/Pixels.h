@@ -10,7 +10,8 @@
 
 namespace kqtest {
 
-inline kq::AttributedString fontText(std::string_view string, double size = 24, const std::string& family = "DejaVu Sans") {
+inline kq::AttributedString fontText(std::string_view string, double size = 24,
+                                     const std::string& family = "DejaVu Sans") {
     return kq::AttributedString(string, {{std::string(kq::NSFontAttributeName), kq::Font{family, size}}});
 }
 

@@ -24,7 +24,7 @@ TEST(KQCreateRGBABitmapContext, MakesUnflippedRGBABitmapsWithinLimits) {
     EXPECT_FALSE(context->isFlipped());
     EXPECT_EQ(context->makeImage().bytes(), kq::Data(24, 0));
     EXPECT_EQ(KQCreateRGBABitmapContext(0, 1), nullptr);
-    EXPECT_EQ(KQCreateRGBABitmapContext(std::size_t{1} << 32, 1), nullptr);
+    EXPECT_EQ(KQCreateRGBABitmapContext((std::size_t{1} << 32) + 1, 1), nullptr);
 }
 
 TEST(KQCreateTextMask, CentresTheGlyphsScalesAndRefusesBadSizes) {
