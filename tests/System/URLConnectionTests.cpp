@@ -38,32 +38,31 @@ std::optional<std::string> header(const kq::URLResponse& response, const std::st
     return std::nullopt;
 }
 
-TEST(URLConnection, DeliversStatusHeadersAndBody) {
+// A plain answer and a redirected one, both at once on one loop.
+TEST(URLConnection, DeliversResponsesAndFollowsRedirects) {
     onFreshThread([] {
         LocalHTTPServer server({.status = 404, .body = "not here", .headers = {"X-Probe: yes"}});
-        ConnectionRecorder recorder = fetch(requestFor(server.url("/missing?q=1")));
-        EXPECT_EQ(recorder.events, (std::vector<std::string>{"response", "data", "finish"}));
-        ASSERT_TRUE(recorder.response);
-        EXPECT_EQ(recorder.response->statusCode, 404);
-        EXPECT_EQ(recorder.response->expectedContentLength, 8);
-        EXPECT_EQ(header(*recorder.response, "X-Probe"), "yes");
-        EXPECT_EQ(recorder.body, "not here");
+        LocalHTTPServer target({.body = "moved here"});
+        LocalHTTPServer redirect({.status = 302, .body = "", .headers = {"Location: " + target.url("/new")}});
+        ConnectionRecorder plain, moved;
+        auto first = kq::URLConnection::start(requestFor(server.url("/missing?q=1")), &plain);
+        auto second = kq::URLConnection::start(requestFor(redirect.url("/old")), &moved);
+        EXPECT_TRUE(kqtest::runLoopUntil([&] { return plain.ended() && moved.ended(); }));
+        for (const ConnectionRecorder* r : {&plain, &moved}) {
+            EXPECT_EQ(r->events, (std::vector<std::string>{"response", "data", "finish"}));
+            ASSERT_TRUE(r->response);
+        }
+        EXPECT_EQ(plain.response->statusCode, 404);
+        EXPECT_EQ(plain.response->expectedContentLength, 8);
+        EXPECT_EQ(header(*plain.response, "X-Probe"), "yes");
+        EXPECT_EQ(plain.body, "not here");
         ASSERT_EQ(server.requests().size(), 1u);
         EXPECT_TRUE(server.requests()[0].starts_with("GET /missing?q=1 HTTP/1.1\r\n"));
-    });
-}
-
-TEST(URLConnection, FollowsRedirectsAndReportsOnlyTheLastResponse) {
-    onFreshThread([] {
-        LocalHTTPServer target({.status = 200, .body = "moved here"});
-        LocalHTTPServer redirect({.status = 302, .body = "", .headers = {"Location: " + target.url("/new")}});
-        ConnectionRecorder recorder = fetch(requestFor(redirect.url("/old")));
-        EXPECT_EQ(recorder.events, (std::vector<std::string>{"response", "data", "finish"}));
-        ASSERT_TRUE(recorder.response);
-        EXPECT_EQ(recorder.response->statusCode, 200);
-        EXPECT_EQ(recorder.response->url.absoluteString(), target.url("/new"));
-        EXPECT_FALSE(header(*recorder.response, "Location"));
-        EXPECT_EQ(recorder.body, "moved here");
+        // Only the last response of a redirect is reported.
+        EXPECT_EQ(moved.response->statusCode, 200);
+        EXPECT_EQ(moved.response->url.absoluteString(), target.url("/new"));
+        EXPECT_FALSE(header(*moved.response, "Location"));
+        EXPECT_EQ(moved.body, "moved here");
     });
 }
 
@@ -101,7 +100,7 @@ TEST(URLConnection, FailuresMapToErrorCodes) {
             kq::URLRequest request;
             URLError::Code code;
         } cases[] = {
-            {requestFor(kqtest::localURL(kqtest::refusedLocalPort())), URLError::Code::CannotConnectToHost},
+            {requestFor(kqtest::refusedLocalURL()), URLError::Code::CannotConnectToHost},
             {posted, URLError::Code::TimedOut},
             {requestFor(silent.url(), 0.3), URLError::Code::TimedOut},
             {requestFor("http://kqfoundation-test.invalid/"), URLError::Code::CannotFindHost},
@@ -174,21 +173,6 @@ TEST(URLConnection, CancelOrReleaseInsideACallbackEndsDelivery) {
     });
 }
 
-TEST(URLConnection, RunsTwoTransfersAtOnceOnOneLoop) {
-    onFreshThread([] {
-        LocalHTTPServer one({.body = "first"});
-        LocalHTTPServer two({.body = "second"});
-        ConnectionRecorder a, b;
-        auto connectionA = kq::URLConnection::start(requestFor(one.url()), &a);
-        auto connectionB = kq::URLConnection::start(requestFor(two.url()), &b);
-        EXPECT_TRUE(kqtest::runLoopUntil([&] { return a.ended() && b.ended(); }));
-        EXPECT_EQ(a.body, "first");
-        EXPECT_EQ(b.body, "second");
-        EXPECT_EQ(a.events.back(), "finish");
-        EXPECT_EQ(b.events.back(), "finish");
-    });
-}
-
 TEST(URLConnection, LeavesNoDescriptorsOpen) {
     const auto openDescriptors = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
@@ -201,7 +185,7 @@ TEST(URLConnection, LeavesNoDescriptorsOpen) {
         LocalHTTPServer server;
         onFreshThread([&] {
             fetch(requestFor(server.url()));
-            fetch(requestFor(kqtest::localURL(kqtest::refusedLocalPort())));
+            fetch(requestFor(kqtest::refusedLocalURL()));
             fetch(requestFor("http://kqfoundation-test.invalid/"));
             // Still running when its thread ends.
             ConnectionRecorder recorder;
