@@ -1,8 +1,7 @@
 #pragma once
 // Small HTTP servers on 127.0.0.1 for tests that need a real peer. Each one
-// listens on an ephemeral port and runs on its own thread until stop() or
-// destruction; it also stops by itself after `lifetime` seconds so a test that
-// goes wrong never leaves it running. Every answer carries "Connection: close".
+// listens on an ephemeral port and serves every connection on a thread of its
+// own until stop() or destruction. Every answer carries "Connection: close".
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -25,7 +24,6 @@ public:
         std::string body = "hello";
         /// Extra header lines, each without its CR LF ("Location: /x").
         std::vector<std::string> headers{};
-        double lifetime = 60.0;
     };
 
     LocalHTTPServer() : LocalHTTPServer(Options{}) {}
@@ -43,15 +41,16 @@ public:
     void stop();
 
 private:
-    void run();
+    void serve(int fd, std::size_t index);
 
     Options options_;
     int listenFd_ = -1;
-    int wake_[2] = {-1, -1};
     int port_ = 0;
-    std::thread thread_;
+    std::thread acceptor_;
     mutable std::mutex mutex_;
     std::vector<std::string> requests_;
+    std::vector<int> clients_;  // per connection, -1 once closed
+    std::vector<std::thread> workers_;
 };
 
 /// A URL on a port of 127.0.0.1 that was bound and closed again, so
