@@ -8,6 +8,7 @@
 #include "KQFoundation/KQUNetworkReachability.h"
 #include "KQFoundation/System/NotificationCenter.h"
 #include "KQFoundation/System/RunLoop.h"
+#include "Support/ConnectionRecorder.h"
 #include "Support/LocalHTTPServer.h"
 #include "System/RouteReachability.h"
 
@@ -42,12 +43,6 @@ public:
     }
 };
 
-// Turns the run loop until `done()` or five seconds passed.
-void runUntil(const std::function<bool()>& done) {
-    const kq::Date until = std::chrono::system_clock::now() + std::chrono::seconds(5);
-    while (!done() && std::chrono::system_clock::now() < until) kq::RunLoop::currentRunLoop()->runOnce(until);
-}
-
 // Records every status the handler sees and every notification sent for the object.
 struct Watcher {
     Statuses seen;
@@ -67,7 +62,7 @@ struct Watcher {
     ~Watcher() { kq::NotificationCenter::defaultCenter().removeObserver(token); }
 
     void runUntilSeen(std::size_t count) {
-        runUntil([&] { return seen.size() >= count; });
+        kqtest::runLoopUntil([&] { return seen.size() >= count; });
     }
 };
 
@@ -136,7 +131,7 @@ TEST(KQUNetworkReachability, HandlerMayReleaseTheLastReference) {
         if (last != KQUNetworkStatusChecking) r.reset();
     });
     ASSERT_TRUE(r->startNotifier());
-    runUntil([&] { return !r; });
+    kqtest::runLoopUntil([&] { return !r; });
     EXPECT_EQ(r, nullptr);
     EXPECT_EQ(last, 3u);
 }
