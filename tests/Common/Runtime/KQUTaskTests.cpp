@@ -25,8 +25,6 @@ namespace {
 using namespace std::chrono_literals;
 constexpr auto kBound = 30s;
 
-std::string text(const kq::Data& data) { return std::string(data.begin(), data.end()); }
-
 // Everything a run hands back, in arrival order.
 struct Recorder {
     std::mutex mutex;
@@ -48,7 +46,7 @@ struct Recorder {
                 emptyChunk |= chunk.empty();
                 if (events.empty() || events.back() != kind) events += kind;
                 (kind == 'o' ? outputBytes : errorBytes) += chunk.size();
-                if (keepBytes) (kind == 'o' ? output : error) += text(chunk);
+                if (keepBytes) (kind == 'o' ? output : error).append(chunk.begin(), chunk.end());
                 if (t.complete()) statusSeenWhenComplete.push_back(t.terminationStatus());
             };
         };
