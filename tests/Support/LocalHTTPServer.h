@@ -1,16 +1,11 @@
 #pragma once
 // Small HTTP servers on 127.0.0.1 for tests that need a real peer. Each one
-// listens on an ephemeral port and runs on its own thread until stop() or
-// destruction; it also stops by itself after `lifetime` seconds so a test that
-// goes wrong never leaves it running. Every connection is answered with
-// "Connection: close".
-#include <condition_variable>
-#include <cstddef>
+// listens on an ephemeral port and serves every connection on a thread of its
+// own until stop() or destruction. Every answer carries "Connection: close".
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
 namespace kqtest {
@@ -29,61 +24,37 @@ public:
         std::string body = "hello";
         /// Extra header lines, each without its CR LF ("Location: /x").
         std::vector<std::string> headers{};
-        double lifetime = 60.0;
     };
 
     LocalHTTPServer() : LocalHTTPServer(Options{}) {}
     explicit LocalHTTPServer(Options options);
-    ~LocalHTTPServer();
+    ~LocalHTTPServer() { stop(); }
     LocalHTTPServer(const LocalHTTPServer&) = delete;
     LocalHTTPServer& operator=(const LocalHTTPServer&) = delete;
 
     int port() const { return port_; }
     /// "http://127.0.0.1:PORT" + path
     std::string url(std::string_view path = "/") const;
-
     /// The bytes received on each connection so far, in the order accepted.
     std::vector<std::string> requests() const;
-    std::size_t connectionCount() const;
-    /// Waits (bounded) until `count` requests are complete; false on time-out.
-    bool waitForRequests(std::size_t count, double seconds) const;
-
     /// Closes every connection and the listening socket; joins the thread.
     void stop();
 
 private:
-    struct Client {
-        int fd = -1;
-        std::size_t index = 0;  // into requests_
-        bool continued = false;
-        bool complete = false;
-    };
-
-    void run();
-    void serviceClient(Client& client);
-    void answer(Client& client);
+    void serve(int fd, std::size_t index);
 
     Options options_;
     int listenFd_ = -1;
-    int wakeRead_ = -1;
-    int wakeWrite_ = -1;
     int port_ = 0;
-    std::thread thread_;
+    std::thread acceptor_;
     mutable std::mutex mutex_;
-    mutable std::condition_variable changed_;
     std::vector<std::string> requests_;
-    std::size_t completed_ = 0;
+    std::vector<int> clients_;  // per connection, -1 once closed
+    std::vector<std::thread> workers_;
 };
 
-/// A port on 127.0.0.1 that was bound and closed again, so connecting to it is
-/// refused.
-int refusedLocalPort();
-
-/// "http://127.0.0.1:PORT" + path
-std::string localURL(int port, std::string_view path = "/");
-
-/// True when `request` (raw bytes) holds complete headers and the whole body
-/// they announce.
-bool isCompleteHTTPRequest(std::string_view request);
+/// A URL on a port of 127.0.0.1 that was bound and closed again, so
+/// connecting to it is refused.
+std::string refusedLocalURL();
 
 }  // namespace kqtest

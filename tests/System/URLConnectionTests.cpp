@@ -20,6 +20,12 @@ void onFreshThread(F body) {
     std::thread(body).join();
 }
 
+// A test whose body runs on a thread of its own, so it starts with a fresh run loop.
+#define LOOP_TEST(name)                                          \
+    void name##Body();                                           \
+    TEST(URLConnection, name) { onFreshThread(name##Body); }     \
+    void name##Body()
+
 kq::URLRequest requestFor(const std::string& url, double timeout = 5.0) {
     return kq::URLRequest(*kq::URL::URLWithString(url), timeout);
 }
@@ -38,155 +44,123 @@ std::optional<std::string> header(const kq::URLResponse& response, const std::st
     return std::nullopt;
 }
 
-TEST(URLConnection, DeliversStatusHeadersAndBody) {
-    onFreshThread([] {
-        LocalHTTPServer server({.status = 404, .body = "not here", .headers = {"X-Probe: yes"}});
-        ConnectionRecorder recorder = fetch(requestFor(server.url("/missing?q=1")));
-        EXPECT_EQ(recorder.events, (std::vector<std::string>{"response", "data", "finish"}));
-        ASSERT_TRUE(recorder.response);
-        EXPECT_EQ(recorder.response->statusCode, 404);
-        EXPECT_EQ(recorder.response->expectedContentLength, 8);
-        EXPECT_EQ(header(*recorder.response, "X-Probe"), "yes");
-        EXPECT_EQ(recorder.body, "not here");
-        ASSERT_EQ(server.requests().size(), 1u);
-        EXPECT_TRUE(server.requests()[0].starts_with("GET /missing?q=1 HTTP/1.1\r\n"));
-    });
+// A plain answer and a redirected one, both at once on one loop.
+LOOP_TEST(DeliversResponsesAndFollowsRedirects) {
+    LocalHTTPServer server({.status = 404, .body = "not here", .headers = {"X-Probe: yes"}});
+    LocalHTTPServer target({.body = "moved here"});
+    LocalHTTPServer redirect({.status = 302, .body = "", .headers = {"Location: " + target.url("/new")}});
+    ConnectionRecorder plain, moved;
+    auto first = kq::URLConnection::start(requestFor(server.url("/missing?q=1")), &plain);
+    auto second = kq::URLConnection::start(requestFor(redirect.url("/old")), &moved);
+    EXPECT_TRUE(kqtest::runLoopUntil([&] { return plain.ended() && moved.ended(); }));
+    for (const ConnectionRecorder* r : {&plain, &moved}) {
+        EXPECT_EQ(r->events, (std::vector<std::string>{"response", "data", "finish"}));
+        ASSERT_TRUE(r->response);
+    }
+    EXPECT_EQ(plain.response->statusCode, 404);
+    EXPECT_EQ(plain.response->expectedContentLength, 8);
+    EXPECT_EQ(header(*plain.response, "X-Probe"), "yes");
+    EXPECT_EQ(plain.body, "not here");
+    ASSERT_EQ(server.requests().size(), 1u);
+    EXPECT_TRUE(server.requests()[0].starts_with("GET /missing?q=1 HTTP/1.1\r\n"));
+    // Only the last response of a redirect is reported.
+    EXPECT_EQ(moved.response->statusCode, 200);
+    EXPECT_EQ(moved.response->url.absoluteString(), target.url("/new"));
+    EXPECT_FALSE(header(*moved.response, "Location"));
+    EXPECT_EQ(moved.body, "moved here");
 }
 
-TEST(URLConnection, FollowsRedirectsAndReportsOnlyTheLastResponse) {
-    onFreshThread([] {
-        LocalHTTPServer target({.status = 200, .body = "moved here"});
-        LocalHTTPServer redirect({.status = 302, .body = "", .headers = {"Location: " + target.url("/new")}});
-        ConnectionRecorder recorder = fetch(requestFor(redirect.url("/old")));
-        EXPECT_EQ(recorder.events, (std::vector<std::string>{"response", "data", "finish"}));
-        ASSERT_TRUE(recorder.response);
-        EXPECT_EQ(recorder.response->statusCode, 200);
-        EXPECT_EQ(recorder.response->url.absoluteString(), target.url("/new"));
-        EXPECT_FALSE(header(*recorder.response, "Location"));
-        EXPECT_EQ(recorder.body, "moved here");
-    });
+LOOP_TEST(SendsMethodHeadersAndBodyAsGiven) {
+    LocalHTTPServer server;
+    kq::MutableURLRequest request(*kq::URL::URLWithString(server.url("/put")), 5.0);
+    request.setHTTPMethod("PUT");
+    request.setValue("text/plain", "Content-Type");
+    request.setValue("999", "Content-Length");  // stale: the body's own length wins
+    request.setValue("", "X-Empty");
+    request.setHTTPBody(kq::Data{'a', '\0', 'b'});
+    ConnectionRecorder recorder = fetch(request);
+    EXPECT_EQ(recorder.events.back(), "finish");
+    ASSERT_EQ(server.requests().size(), 1u);
+    const std::string sent = server.requests()[0];
+    EXPECT_TRUE(sent.starts_with("PUT /put HTTP/1.1\r\n")) << sent;
+    EXPECT_NE(sent.find("\r\nContent-Type: text/plain\r\n"), std::string::npos) << sent;
+    EXPECT_NE(sent.find("\r\nContent-Length: 3\r\n"), std::string::npos) << sent;
+    EXPECT_NE(sent.find("\r\nX-Empty:"), std::string::npos) << sent;
+    EXPECT_EQ(sent.find("Expect:"), std::string::npos) << sent;
+    EXPECT_TRUE(sent.ends_with(std::string("\r\n\r\na\0b", 7))) << sent;
 }
 
-TEST(URLConnection, SendsMethodHeadersAndBodyAsGiven) {
-    onFreshThread([] {
-        LocalHTTPServer server;
-        kq::MutableURLRequest request(*kq::URL::URLWithString(server.url("/put")), 5.0);
-        request.setHTTPMethod("PUT");
-        request.setValue("text/plain", "Content-Type");
-        request.setValue("999", "Content-Length");  // stale: the body's own length wins
-        request.setValue("", "X-Empty");
-        request.setHTTPBody(kq::Data{'a', '\0', 'b'});
-        ConnectionRecorder recorder = fetch(request);
-        EXPECT_EQ(recorder.events.back(), "finish");
-        ASSERT_EQ(server.requests().size(), 1u);
-        const std::string sent = server.requests()[0];
-        EXPECT_TRUE(sent.starts_with("PUT /put HTTP/1.1\r\n")) << sent;
-        EXPECT_NE(sent.find("\r\nContent-Type: text/plain\r\n"), std::string::npos) << sent;
-        EXPECT_NE(sent.find("\r\nContent-Length: 3\r\n"), std::string::npos) << sent;
-        EXPECT_NE(sent.find("\r\nX-Empty:"), std::string::npos) << sent;
-        EXPECT_EQ(sent.find("Expect:"), std::string::npos) << sent;
-        EXPECT_TRUE(sent.ends_with(std::string("\r\n\r\na\0b", 7))) << sent;
-    });
+LOOP_TEST(FailuresMapToErrorCodes) {
+    LocalHTTPServer silent({.behaviour = LocalHTTPServer::Behaviour::NeverAnswer});
+    LocalHTTPServer cutShort({.behaviour = LocalHTTPServer::Behaviour::CloseMidBody, .body = "partial"});
+    // The silent server gets a body first: traffic at the start must not
+    // stretch the idle limit.
+    kq::MutableURLRequest posted(*kq::URL::URLWithString(silent.url()), 1.0);
+    posted.setHTTPMethod("POST");
+    posted.setHTTPBody(kq::Data(3000, 'x'));
+    struct Case {
+        kq::URLRequest request;
+        URLError::Code code;
+        std::vector<std::string> events{"error"};
+    } cases[] = {
+        {requestFor(kqtest::refusedLocalURL()), URLError::Code::CannotConnectToHost},
+        {posted, URLError::Code::TimedOut},
+        {requestFor(silent.url(), 0.3), URLError::Code::TimedOut},
+        {requestFor("http://kqfoundation-test.invalid/"), URLError::Code::CannotFindHost},
+        // Closed mid-body: the failure follows the response and the data that came.
+        {requestFor(cutShort.url()), URLError::Code::NetworkConnectionLost, {"response", "data", "error"}},
+    };
+    for (const Case& c : cases) {
+        const auto started = std::chrono::steady_clock::now();
+        ConnectionRecorder recorder = fetch(c.request);
+        const std::string url = c.request.url()->absoluteString();
+        EXPECT_EQ(recorder.events, c.events) << url;
+        EXPECT_EQ(recorder.body, c.events.size() > 1 ? "partial" : "") << url;
+        ASSERT_TRUE(recorder.error) << url;
+        EXPECT_EQ(recorder.error->code, c.code) << url << ": " << recorder.error->description;
+        EXPECT_FALSE(recorder.error->description.empty());
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(2500)) << url;
+    }
 }
 
-TEST(URLConnection, FailuresMapToErrorCodes) {
-    onFreshThread([] {
-        LocalHTTPServer silent({.behaviour = LocalHTTPServer::Behaviour::NeverAnswer});
-        // The silent server gets a body first: traffic at the start must not
-        // stretch the idle limit.
-        kq::MutableURLRequest posted(*kq::URL::URLWithString(silent.url()), 1.0);
-        posted.setHTTPMethod("POST");
-        posted.setHTTPBody(kq::Data(3000, 'x'));
-        struct Case {
-            kq::URLRequest request;
-            URLError::Code code;
-        } cases[] = {
-            {requestFor(kqtest::localURL(kqtest::refusedLocalPort())), URLError::Code::CannotConnectToHost},
-            {posted, URLError::Code::TimedOut},
-            {requestFor(silent.url(), 0.3), URLError::Code::TimedOut},
-            {requestFor("http://kqfoundation-test.invalid/"), URLError::Code::CannotFindHost},
-        };
-        for (const Case& c : cases) {
-            const auto started = std::chrono::steady_clock::now();
-            ConnectionRecorder recorder = fetch(c.request);
-            const std::string url = c.request.url()->absoluteString();
-            EXPECT_EQ(recorder.events, std::vector<std::string>{"error"}) << url;
-            ASSERT_TRUE(recorder.error) << url;
-            EXPECT_EQ(recorder.error->code, c.code) << url << ": " << recorder.error->description;
-            EXPECT_FALSE(recorder.error->description.empty());
-            EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::milliseconds(2500)) << url;
-        }
-    });
-}
-
-TEST(URLConnection, RejectsURLsItCannotSpeakOnTheNextTurn) {
-    onFreshThread([] {
-        std::vector<kq::URLRequest> requests{requestFor("http:///no-host"), requestFor("ftp://127.0.0.1/file"),
-                                             requestFor("file:///etc/hostname"), kq::URLRequest()};
-        for (const auto& request : requests) {
-            ConnectionRecorder recorder;
-            auto connection = kq::URLConnection::start(request, &recorder);
-            ASSERT_TRUE(connection);
-            EXPECT_TRUE(recorder.events.empty()) << "failed inside start()";
-            EXPECT_TRUE(kqtest::runLoopUntil([&] { return recorder.ended(); }));
-            EXPECT_EQ(recorder.events, std::vector<std::string>{"error"});
-            ASSERT_TRUE(recorder.error);
-            EXPECT_EQ(recorder.error->code, URLError::Code::BadURL);
-        }
-        // Cancelled before the loop turned: not even the error arrives.
+LOOP_TEST(RejectsURLsItCannotSpeakOnTheNextTurn) {
+    std::vector<kq::URLRequest> requests{requestFor("http:///no-host"), requestFor("ftp://127.0.0.1/file"),
+                                         requestFor("file:///etc/hostname"), kq::URLRequest()};
+    for (const auto& request : requests) {
         ConnectionRecorder recorder;
-        kq::URLConnection::start(kq::URLRequest(), &recorder)->cancel();
-        kqtest::runLoopFor(0.1);
-        EXPECT_TRUE(recorder.events.empty());
-    });
-}
-
-TEST(URLConnection, ConnectionClosedMidBodyFailsAfterTheResponse) {
-    onFreshThread([] {
-        LocalHTTPServer server({.behaviour = LocalHTTPServer::Behaviour::CloseMidBody, .body = "partial"});
-        ConnectionRecorder recorder = fetch(requestFor(server.url()));
-        EXPECT_EQ(recorder.events, (std::vector<std::string>{"response", "data", "error"}));
-        EXPECT_EQ(recorder.body, "partial");
+        auto connection = kq::URLConnection::start(request, &recorder);
+        ASSERT_TRUE(connection);
+        EXPECT_TRUE(recorder.events.empty()) << "failed inside start()";
+        EXPECT_TRUE(kqtest::runLoopUntil([&] { return recorder.ended(); }));
+        EXPECT_EQ(recorder.events, std::vector<std::string>{"error"});
         ASSERT_TRUE(recorder.error);
-        EXPECT_EQ(recorder.error->code, URLError::Code::NetworkConnectionLost);
-    });
+        EXPECT_EQ(recorder.error->code, URLError::Code::BadURL);
+    }
+    // Cancelled before the loop turned: not even the error arrives.
+    ConnectionRecorder recorder;
+    kq::URLConnection::start(kq::URLRequest(), &recorder)->cancel();
+    kqtest::runLoopFor(0.1);
+    EXPECT_TRUE(recorder.events.empty());
 }
 
-TEST(URLConnection, CancelOrReleaseInsideACallbackEndsDelivery) {
-    onFreshThread([] {
-        LocalHTTPServer server({.body = std::string(200000, 'x')});
-        ConnectionRecorder cancelled, released;
-        auto first = kq::URLConnection::start(requestFor(server.url()), &cancelled);
-        auto second = kq::URLConnection::start(requestFor(server.url()), &released);
-        cancelled.onResponse = [](kq::URLConnection& connection) {
-            connection.cancel();
-            connection.cancel();
-        };
-        released.onResponse = [&](kq::URLConnection& connection) {
-            connection.cancel();
-            second.reset();
-        };
-        EXPECT_TRUE(kqtest::runLoopUntil([&] { return !cancelled.events.empty() && !released.events.empty(); }));
-        kqtest::runLoopFor(0.3);
-        EXPECT_EQ(cancelled.events, std::vector<std::string>{"response"});
-        EXPECT_EQ(released.events, std::vector<std::string>{"response"});
-        EXPECT_FALSE(second);
-    });
-}
-
-TEST(URLConnection, RunsTwoTransfersAtOnceOnOneLoop) {
-    onFreshThread([] {
-        LocalHTTPServer one({.body = "first"});
-        LocalHTTPServer two({.body = "second"});
-        ConnectionRecorder a, b;
-        auto connectionA = kq::URLConnection::start(requestFor(one.url()), &a);
-        auto connectionB = kq::URLConnection::start(requestFor(two.url()), &b);
-        EXPECT_TRUE(kqtest::runLoopUntil([&] { return a.ended() && b.ended(); }));
-        EXPECT_EQ(a.body, "first");
-        EXPECT_EQ(b.body, "second");
-        EXPECT_EQ(a.events.back(), "finish");
-        EXPECT_EQ(b.events.back(), "finish");
-    });
+LOOP_TEST(CancelOrReleaseInsideACallbackEndsDelivery) {
+    LocalHTTPServer server({.body = std::string(200000, 'x')});
+    ConnectionRecorder cancelled, released;
+    auto first = kq::URLConnection::start(requestFor(server.url()), &cancelled);
+    auto second = kq::URLConnection::start(requestFor(server.url()), &released);
+    cancelled.onResponse = [](kq::URLConnection& connection) {
+        connection.cancel();
+        connection.cancel();
+    };
+    released.onResponse = [&](kq::URLConnection& connection) {
+        connection.cancel();
+        second.reset();
+    };
+    EXPECT_TRUE(kqtest::runLoopUntil([&] { return !cancelled.events.empty() && !released.events.empty(); }));
+    kqtest::runLoopFor(0.3);
+    EXPECT_EQ(cancelled.events, std::vector<std::string>{"response"});
+    EXPECT_EQ(released.events, std::vector<std::string>{"response"});
+    EXPECT_FALSE(second);
 }
 
 TEST(URLConnection, LeavesNoDescriptorsOpen) {
@@ -201,7 +175,7 @@ TEST(URLConnection, LeavesNoDescriptorsOpen) {
         LocalHTTPServer server;
         onFreshThread([&] {
             fetch(requestFor(server.url()));
-            fetch(requestFor(kqtest::localURL(kqtest::refusedLocalPort())));
+            fetch(requestFor(kqtest::refusedLocalURL()));
             fetch(requestFor("http://kqfoundation-test.invalid/"));
             // Still running when its thread ends.
             ConnectionRecorder recorder;

@@ -12,7 +12,6 @@
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
-#include <random>
 #include <set>
 #include <sstream>
 #include <string>
@@ -25,8 +24,6 @@ namespace {
 
 using namespace std::chrono_literals;
 constexpr auto kBound = 30s;
-
-std::string text(const kq::Data& data) { return std::string(data.begin(), data.end()); }
 
 // Everything a run hands back, in arrival order.
 struct Recorder {
@@ -41,7 +38,7 @@ struct Recorder {
     bool keepBytes = true;
     std::set<std::thread::id> threads;
 
-    void attach(KQUTask& task, bool captureOutput = true, bool captureError = true) {
+    explicit Recorder(KQUTask& task, bool captureOutput = true) {
         auto handler = [this](char kind) {
             return [this, kind](KQUTask& t, const kq::Data& chunk) {
                 std::lock_guard lock(mutex);
@@ -49,12 +46,12 @@ struct Recorder {
                 emptyChunk |= chunk.empty();
                 if (events.empty() || events.back() != kind) events += kind;
                 (kind == 'o' ? outputBytes : errorBytes) += chunk.size();
-                if (keepBytes) (kind == 'o' ? output : error) += text(chunk);
+                if (keepBytes) (kind == 'o' ? output : error).append(chunk.begin(), chunk.end());
                 if (t.complete()) statusSeenWhenComplete.push_back(t.terminationStatus());
             };
         };
         if (captureOutput) task.setOutputHandler(handler('o'));
-        if (captureError) task.setErrorHandler(handler('e'));
+        task.setErrorHandler(handler('e'));
         task.setCompletionBlock([this] {
             std::lock_guard lock(mutex);
             threads.insert(std::this_thread::get_id());
@@ -66,6 +63,10 @@ struct Recorder {
     bool waitForCompletion() {
         std::unique_lock lock(mutex);
         return changed.wait_for(lock, kBound, [this] { return completions > 0; });
+    }
+    bool launchAndWait(KQUTask& task) {
+        task.launch();
+        return waitForCompletion();
     }
 };
 
@@ -116,8 +117,7 @@ TEST(KQUTask, DeliversEverythingInOrderAndFinalChunksAfterTheStatus) {
     // The shell exits at once; its background readers keep both pipes open,
     // so what the test writes into the fifos arrives only in the final reads.
     auto task = shell("printf early; cat \"$0\" & cat \"$1\" >&2 & exit 3", {outFifo, errFifo});
-    Recorder recorder;
-    recorder.attach(*task);
+    Recorder recorder(*task);
     task->launch();
     ASSERT_TRUE(eventually([&] { return task->complete(); }));
     EXPECT_EQ(task->terminationStatus(), 3);
@@ -137,19 +137,12 @@ TEST(KQUTask, DeliversEverythingInOrderAndFinalChunksAfterTheStatus) {
     for (std::int32_t status : recorder.statusSeenWhenComplete) EXPECT_EQ(status, 3);
 }
 
-TEST(KQUTask, PassesEnvironmentAndWorkingDirectory) {
-    kqtest::TemporaryDirectory folder;
-    auto task = shell("printf '%s|%s|%s' \"$GREETING\" \"${HOME-unset}\" \"$(pwd -P)\"; exit 5");
-    task->setEnvironment(std::vector<std::pair<std::string, std::string>>{{"GREETING", "hello world"},
-                                                                          {"PATH", "/usr/bin:/bin"}});
-    task->setCurrentDirectoryPath(folder.path());
-    Recorder recorder;
-    recorder.attach(*task);
-    task->launch();
-    ASSERT_TRUE(recorder.waitForCompletion());
-    char real[PATH_MAX];
-    ASSERT_TRUE(realpath(folder.path().c_str(), real));
-    EXPECT_EQ(recorder.output, "hello world|unset|" + std::string(real));
+TEST(KQUTask, GivenEnvironmentReplacesOurs) {
+    auto task = shell("printf '%s|%s' \"$GREETING\" \"${HOME-unset}\"; exit 5");
+    task->setEnvironment(std::vector<std::pair<std::string, std::string>>{{"GREETING", "hello world"}});
+    Recorder recorder(*task);
+    ASSERT_TRUE(recorder.launchAndWait(*task));
+    EXPECT_EQ(recorder.output, "hello world|unset");
     EXPECT_EQ(task->terminationStatus(), 5);
     EXPECT_GT(task->processIdentifier(), 0);
 }
@@ -157,8 +150,7 @@ TEST(KQUTask, PassesEnvironmentAndWorkingDirectory) {
 TEST(KQUTask, LaunchingTwiceStartsOneChild) {
     kqtest::TemporaryDirectory folder;
     auto task = shell("echo x >> \"$0\"", {folder / "runs"});
-    Recorder recorder;
-    recorder.attach(*task);
+    Recorder recorder(*task);
     std::thread other([&] { task->launch(); });
     task->launch();
     other.join();
@@ -168,57 +160,38 @@ TEST(KQUTask, LaunchingTwiceStartsOneChild) {
     EXPECT_EQ(recorder.completions, 1);
 }
 
-TEST(KQUTask, TerminatesBeforeAndDuringTheRunAndReportsSignals) {
+TEST(KQUTask, TerminatesBeforeAndDuringTheRun) {
     auto early = makeTask("/bin/sleep", {"30"});
-    Recorder earlyRecorder;
-    earlyRecorder.attach(*early);
+    Recorder earlyRecorder(*early);
     early->terminate();
     early->launch();
 
     auto running = makeTask("/bin/sleep", {"30"});
-    Recorder runningRecorder;
-    runningRecorder.attach(*running);
+    Recorder runningRecorder(*running);
     running->launch();
     ASSERT_TRUE(eventually([&] { return running->processIdentifier() != 0; }));
     running->terminate();
 
-    auto killed = shell("kill -KILL $$");
-    Recorder killedRecorder;
-    killedRecorder.attach(*killed);
-    killed->launch();
-
     ASSERT_TRUE(earlyRecorder.waitForCompletion());
     ASSERT_TRUE(runningRecorder.waitForCompletion());
-    ASSERT_TRUE(killedRecorder.waitForCompletion());
     EXPECT_TRUE(early->terminated());
     EXPECT_EQ(early->terminationStatus(), 128 + SIGTERM);
     EXPECT_EQ(running->terminationStatus(), 128 + SIGTERM);
-    EXPECT_EQ(killed->terminationStatus(), 128 + SIGKILL);
     running->terminate();  // after the end: nothing to signal, nothing breaks
 }
 
 TEST(KQUTask, ChildThatCannotStartReports127) {
     kqtest::TemporaryDirectory folder;
-    const std::string notExecutable = folder.writeFile("script", "#!/bin/sh\n");
-    struct Case {
-        std::string path;
-        std::optional<std::string> cwd;
-    };
-    for (const Case& c : {Case{folder / "missing", {}}, Case{notExecutable, {}}, Case{"sh", {}},
-                          Case{"/bin/true", folder / "no-such-folder"}}) {
-        SCOPED_TRACE(c.path);
+    // A bare name is not looked up on the search path.
+    for (const std::string& path : {folder.writeFile("script", "#!/bin/sh\n"), std::string("sh")}) {
         kq::LogCapture log;
-        auto task = makeTask(c.path);
-        task->setCurrentDirectoryPath(c.cwd);
-        Recorder recorder;
-        recorder.attach(*task);
-        task->launch();
-        ASSERT_TRUE(recorder.waitForCompletion());
+        auto task = makeTask(path);
+        Recorder recorder(*task);
+        ASSERT_TRUE(recorder.launchAndWait(*task));
         EXPECT_EQ(task->terminationStatus(), 127);
-        EXPECT_TRUE(task->complete());
         EXPECT_EQ(recorder.events, "c");
         ASSERT_EQ(log.lines().size(), 1u);
-        EXPECT_EQ(log.lines()[0].rfind("KQUTask: cannot launch " + c.path + ": ", 0), 0u) << log.lines()[0];
+        EXPECT_EQ(log.lines()[0].rfind("KQUTask: cannot launch " + path + ": ", 0), 0u) << log.lines()[0];
     }
 }
 
@@ -226,37 +199,19 @@ TEST(KQUTask, StreamWithoutHandlerIsInherited) {
     char ours[PATH_MAX] = {};
     ASSERT_GT(readlink("/proc/self/fd/1", ours, sizeof ours - 1), 0);
     auto task = shell("target=$(readlink /proc/$$/fd/1); echo \"$target\" >&2");
-    Recorder recorder;
-    recorder.attach(*task, /*captureOutput=*/false);
-    task->launch();
-    ASSERT_TRUE(recorder.waitForCompletion());
+    Recorder recorder(*task, /*captureOutput=*/false);
+    ASSERT_TRUE(recorder.launchAndWait(*task));
     EXPECT_EQ(recorder.error, std::string(ours) + "\n");
     EXPECT_EQ(recorder.outputBytes, 0u);
-}
-
-TEST(KQUTask, StandardInputReachesTheChild) {
-    kq::Data input(3 << 20);
-    std::mt19937 random(7);
-    for (auto& byte : input) byte = static_cast<std::uint8_t>(random());
-    auto task = makeTask("/bin/cat");
-    task->setInputData(input);
-    Recorder recorder;
-    recorder.attach(*task);
-    task->launch();
-    ASSERT_TRUE(recorder.waitForCompletion());
-    EXPECT_EQ(recorder.output, text(input));
-    EXPECT_EQ(task->terminationStatus(), 0);
 }
 
 TEST(KQUTask, ChildFillingBothOutputsWithoutReadingInputDoesNotDeadlock) {
     constexpr std::size_t kBytes = 100'000'000;
     auto task = shell("head -c $0 /dev/zero >&2 & head -c $0 /dev/zero; wait", {std::to_string(kBytes)});
     task->setInputData(kq::Data(4 << 20, 'x'));
-    Recorder recorder;
+    Recorder recorder(*task);
     recorder.keepBytes = false;
-    recorder.attach(*task);
-    task->launch();
-    ASSERT_TRUE(recorder.waitForCompletion());
+    ASSERT_TRUE(recorder.launchAndWait(*task));
     EXPECT_EQ(recorder.outputBytes, kBytes);
     EXPECT_EQ(recorder.errorBytes, kBytes);
     EXPECT_EQ(task->terminationStatus(), 0);
@@ -266,27 +221,21 @@ TEST(KQUTask, LeaksNoDescriptorsIntoChildrenOrThisProcess) {
     {
         // The event-loop library opens a few descriptors once per process.
         auto warmUp = makeTask("/bin/true");
-        Recorder recorder;
-        recorder.attach(*warmUp);
-        warmUp->launch();
-        ASSERT_TRUE(recorder.waitForCompletion());
+        ASSERT_TRUE(Recorder(*warmUp).launchAndWait(*warmUp));
     }
     const auto before = openDescriptors();
     // A run holding its pipes open while a second child lists what it got.
     auto holder = shell("cat >/dev/null; exec sleep 30");
     holder->setInputData(kq::Data(1 << 20, 'y'));
-    Recorder holderRecorder;
+    Recorder holderRecorder(*holder);
     holderRecorder.keepBytes = false;
-    holderRecorder.attach(*holder);
     holder->launch();
     ASSERT_TRUE(eventually([&] { return holder->processIdentifier() != 0; }));
     const auto inheritable = openDescriptors(/*withoutCloseOnExecOnly=*/true);
     auto lister = shell("ls /proc/$$/fd");
     lister->setInputData(kq::Data{'z'});
-    Recorder listerRecorder;
-    listerRecorder.attach(*lister);
-    lister->launch();
-    ASSERT_TRUE(listerRecorder.waitForCompletion());
+    Recorder listerRecorder(*lister);
+    ASSERT_TRUE(listerRecorder.launchAndWait(*lister));
     holder->terminate();
     ASSERT_TRUE(holderRecorder.waitForCompletion());
     std::istringstream listed(listerRecorder.output);
@@ -301,14 +250,11 @@ TEST(KQUTask, LeaksNoDescriptorsIntoChildrenOrThisProcess) {
 }
 
 TEST(KQUTask, ReleasedTaskStillCompletes) {
-    Recorder recorder;
-    std::weak_ptr<KQUTask> weak;
-    {
-        auto task = shell("printf done");
-        weak = task;
-        recorder.attach(*task);
-        task->launch();
-    }
+    auto task = shell("printf done");
+    std::weak_ptr<KQUTask> weak = task;
+    Recorder recorder(*task);
+    task->launch();
+    task.reset();
     ASSERT_TRUE(recorder.waitForCompletion());
     EXPECT_EQ(recorder.output, "done");
     EXPECT_TRUE(eventually([&] { return weak.expired(); }));

@@ -30,12 +30,9 @@ void postWake() {
     kq::Workspace::sharedWorkspace().notificationCenter().postNotification(kq::NSWorkspaceDidWakeNotification);
 }
 
-TEST(SystemTimeHandler, NeedsADate) {
-    EXPECT_EQ(KQUSystemTimeHandler::create(), nullptr);
-    EXPECT_EQ(KQUSystemTimeHandler::systemTimeHandlerWithFireDate(std::nullopt, [] {}), nullptr);
-}
-
 TEST(SystemTimeHandler, PastDateFiresOnceOnTheNextTurnAndNeverAgain) {
+    EXPECT_EQ(KQUSystemTimeHandler::create(), nullptr);  // no date, no handler
+    EXPECT_EQ(KQUSystemTimeHandler::systemTimeHandlerWithFireDate(std::nullopt, [] {}), nullptr);
     onFreshThread([] {
         auto loop = RunLoop::currentRunLoop();
         int calls = 0;
