@@ -97,6 +97,24 @@ std::optional<std::string> workingDirectoryProblem(const std::string& path) {
     return std::nullopt;
 }
 
+// The kernel takes C strings: a NUL would silently cut a value short, and a
+// name with '=' or no name at all would set some other variable.
+std::optional<std::string> unpassableText(const ChildLaunch& launch) {
+    const auto hasNul = [](const std::string& s) { return s.find('\0') != std::string::npos; };
+    if (hasNul(launch.path)) return "the program path contains a NUL byte";
+    for (const std::string& argument : launch.arguments)
+        if (hasNul(argument)) return "an argument contains a NUL byte";
+    if (launch.workingDirectory && hasNul(*launch.workingDirectory))
+        return "the working directory contains a NUL byte";
+    if (launch.environment)
+        for (const auto& [name, value] : *launch.environment) {
+            if (name.empty() || name.find('=') != std::string::npos || hasNul(name))
+                return "environment variable name '" + name.substr(0, name.find('\0')) + "' is not valid";
+            if (hasNul(value)) return "the value of environment variable " + name + " contains a NUL byte";
+        }
+    return std::nullopt;
+}
+
 }  // namespace
 
 void closeDescriptor(int fd) {
@@ -106,6 +124,10 @@ void closeDescriptor(int fd) {
 std::unique_ptr<ChildProcess> ChildProcess::launch(const ChildLaunch& launch, std::string& error) {
     if (launch.path.empty() || launch.path.front() != '/') {
         error = std::strerror(ENOENT);
+        return nullptr;
+    }
+    if (auto problem = unpassableText(launch)) {
+        error = std::move(*problem);
         return nullptr;
     }
     if (launch.workingDirectory) {

@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -182,10 +183,28 @@ TEST(KQUTask, TerminatesBeforeAndDuringTheRun) {
 
 TEST(KQUTask, ChildThatCannotStartReports127) {
     kqtest::TemporaryDirectory folder;
-    // A bare name is not looked up on the search path.
-    for (const std::string& path : {folder.writeFile("script", "#!/bin/sh\n"), std::string("sh")}) {
+    using Environment = std::vector<std::pair<std::string, std::string>>;
+    struct Case {
+        std::string path;
+        std::vector<std::string> arguments;
+        std::optional<Environment> environment;
+    };
+    // A bare name is not looked up on the search path; text the kernel would
+    // cut at a NUL or misread as another variable is refused, not passed on.
+    const std::string nul("a\0b", 3);
+    for (const Case& c : std::initializer_list<Case>{
+             {folder.writeFile("script", "#!/bin/sh\n"), {}, {}},
+             {"sh", {}, {}},
+             {"/bin/true" + nul, {}, {}},
+             {"/bin/echo", {"x", nul}, {}},
+             {"/bin/true", {}, Environment{{"A", nul}}},
+             {"/bin/true", {}, Environment{{"PATH=/tmp:", "x"}}},
+             {"/bin/true", {}, Environment{{"", "x"}}},
+         }) {
+        const std::string& path = c.path;
         kq::LogCapture log;
-        auto task = makeTask(path);
+        auto task = makeTask(path, c.arguments);
+        task->setEnvironment(c.environment);
         Recorder recorder(*task);
         ASSERT_TRUE(recorder.launchAndWait(*task));
         EXPECT_EQ(task->terminationStatus(), 127);
