@@ -55,6 +55,22 @@ bool isSupportedURL(const std::optional<URL>& url) {
     return (sameASCIIText(scheme, "http") || sameASCIIText(scheme, "https")) && !url->host().empty();
 }
 
+// curl sends the method and the header lines as they are: a line break or a
+// NUL in them would smuggle further header lines (or a second request) in.
+bool isToken(std::string_view text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+               return c > 0x20 && c < 0x7f && c != ':';
+           });
+}
+bool isSendable(const URLRequest& request) {
+    if (!isToken(request.HTTPMethod())) return false;
+    return std::all_of(request.allHTTPHeaderFields().begin(), request.allHTTPHeaderFields().end(),
+                       [](const auto& field) {
+                           return isToken(field.first) &&
+                                  field.second.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos;
+                       });
+}
+
 void initialiseCurlOnce() {
     static std::once_flag once;
     std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
@@ -460,6 +476,8 @@ std::shared_ptr<URLConnection> URLConnection::start(URLRequest request, URLConne
     };
     if (!isSupportedURL(impl.request.url()))
         return failLater(URLError::Code::BadURL, "unsupported URL");
+    if (!isSendable(impl.request))
+        return failLater(URLError::Code::BadURL, "the method or a header field holds a line break, a NUL or a space");
     impl.multi = CurlMulti::forCurrentThread();
     if (!impl.multi || !impl.configure() || !impl.multi->add(impl.easy, connection, &impl)) {
         impl.multi.reset();

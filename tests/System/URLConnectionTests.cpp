@@ -126,6 +126,18 @@ LOOP_TEST(FailuresMapToErrorCodes) {
 LOOP_TEST(RejectsURLsItCannotSpeakOnTheNextTurn) {
     std::vector<kq::URLRequest> requests{requestFor("http:///no-host"), requestFor("ftp://127.0.0.1/file"),
                                          requestFor("file:///etc/hostname"), kq::URLRequest()};
+    // Line breaks or NULs would let a field or method smuggle in header lines.
+    const std::pair<std::string, std::string> smuggled[] = {
+        {"X-A", "1\r\nX-Injected: 1"}, {"X-A\r\nX-Injected", "1"}, {"X-A", std::string("1\0", 2)},
+        {"", "1"},                      {"X A", "1"},               {"GET / HTTP/1.1\r\nX:", ""}};
+    for (const auto& [name, value] : smuggled) {
+        kq::MutableURLRequest request(*kq::URL::URLWithString(kqtest::refusedLocalURL()), 5.0);
+        if (value.empty())
+            request.setHTTPMethod(name);
+        else
+            request.setValue(value, name);
+        requests.push_back(request);
+    }
     for (const auto& request : requests) {
         ConnectionRecorder recorder;
         auto connection = kq::URLConnection::start(request, &recorder);
