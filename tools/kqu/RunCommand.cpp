@@ -1,15 +1,16 @@
 // kqu run [--stdin FILE] [--cwd DIR] [--env K=V]... -- PROGRAM ARGS...: runs a
 // program through KQUTask, streams its output and error as they arrive and
 // exits with its status (127 when it cannot be started).
+#include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
-#include <condition_variable>
+#include <csignal>
 #include <cstdlib>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -86,17 +87,31 @@ int runProgram(const RunOptions& options) {
     task->setOutputHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDOUT_FILENO, chunk); });
     task->setErrorHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDERR_FILENO, chunk); });
 
-    std::mutex mutex;
-    std::condition_variable finished;
-    bool done = false;
+    std::atomic<bool> done = false;
+    const pthread_t waiter = pthread_self();
     task->setCompletionBlock([&] {
-        std::lock_guard lock(mutex);
         done = true;
-        finished.notify_all();
+        pthread_kill(waiter, SIGCHLD);  // ends the wait below at once
     });
+    // Taken here rather than by default handlers, so that killing kqu does not
+    // leave the program running on its own. The run's thread inherits the
+    // mask; the child starts with none blocked.
+    sigset_t forwarded;
+    sigemptyset(&forwarded);
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&forwarded, signal);
+    sigset_t waited = forwarded;
+    sigaddset(&waited, SIGCHLD);
+    sigset_t previous;
+    pthread_sigmask(SIG_BLOCK, &waited, &previous);
     task->launch();
-    std::unique_lock lock(mutex);
-    finished.wait(lock, [&] { return done; });
+    const timespec slice{1, 0};
+    while (!done) {
+        siginfo_t info{};
+        const int signal = sigtimedwait(&waited, &info, &slice);
+        // A terminal's own signal reaches the program's process group anyway.
+        if (signal > 0 && sigismember(&forwarded, signal) && info.si_code != SI_KERNEL) task->terminate();
+    }
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
     return task->terminationStatus();
 }
 
@@ -113,7 +128,8 @@ const kqu::CommandRegistration registration{{
                                                     "arguments, after --")
             ->required();
         app.footer("Without --stdin the program reads kqu's own standard input. The exit status is the\n"
-                   "program's, 128 + N when signal N ended it, and 127 when it cannot be started.");
+                   "program's, 128 + N when signal N ended it, and 127 when it cannot be started.\n"
+                   "SIGINT, SIGTERM or SIGHUP sent to kqu terminates the program.");
         return [options] { return runProgram(*options); };
     },
 }};

@@ -19,6 +19,14 @@ out=$(check_stdout "environment and folder" 0 "$kqu" run --cwd "$tmp/here" --env
 [ "$out" = "hi a=b $tmp/here home" ] || fail "environment and folder: '$out'"
 
 check "killed by a signal" 143 "$kqu" run -- sh -c 'kill -TERM $$' >/dev/null
+# Terminating kqu terminates the program too, instead of leaving it behind.
+"$kqu" run -- sh -c 'echo $$ >"$0"; exec sleep 30' "$tmp/child" &
+runner=$!
+for _ in $(seq 100); do [ -s "$tmp/child" ] && break; sleep 0.05; done
+kill -TERM "$runner"
+wait "$runner"; status=$?
+[ "$status" = 143 ] || fail "terminated kqu run: status $status"
+kill -0 "$(cat "$tmp/child")" 2>/dev/null && { kill "$(cat "$tmp/child")"; fail "the program outlived kqu run"; }
 msg=$(check "missing program" 127 "$kqu" run -- kq-no-such-program)
 expect_contains "missing program" "$msg" "KQUTask: cannot launch kq-no-such-program: "
 msg=$(check "missing folder" 127 "$kqu" run --cwd "$tmp/none" -- true)
