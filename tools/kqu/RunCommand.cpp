@@ -82,7 +82,10 @@ int runProgram(const RunOptions& options) {
     task->setLaunchPath(programPath(options.command.front()));
     task->setArguments(std::vector<std::string>(options.command.begin() + 1, options.command.end()));
     if (!options.env.empty()) task->setEnvironment(childEnvironment(options.env));
-    if (options.cwd) task->setCurrentDirectoryPath(std::filesystem::absolute(*options.cwd).string());
+    if (options.cwd) {
+        if (options.cwd->empty()) throw kqu::CommandFailure{kqu::kExitUsage, "--cwd wants a folder, not ''"};
+        task->setCurrentDirectoryPath(std::filesystem::absolute(*options.cwd).string());
+    }
     if (options.stdinFile) task->setInputData(kqu::readInput(*options.stdinFile));
     task->setOutputHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDOUT_FILENO, chunk); });
     task->setErrorHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDERR_FILENO, chunk); });

@@ -33,5 +33,7 @@ msg=$(check "missing folder" 127 "$kqu" run --cwd "$tmp/none" -- true)
 expect_contains "missing folder" "$msg" "KQUTask: cannot launch "
 msg=$(check "bad --env" 1 "$kqu" run --env NOEQUALS -- true)
 expect_contains "bad --env" "$msg" "NAME=VALUE"
+msg=$(check "empty --cwd" 1 "$kqu" run --cwd '' -- true)
+expect_contains "empty --cwd" "$msg" "--cwd wants a folder"
 check "no program" 1 "$kqu" run >/dev/null
 finish
