@@ -1,8 +1,10 @@
 #include "KQFoundation/System/RunLoop.h"
 
+#include <fcntl.h>
 #include <uv.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <deque>
 #include <exception>
@@ -173,6 +175,21 @@ struct RunLoop::Impl {
 
     bool hasWork() { return !timers.empty() || !sources.empty() || hasPerforms(); }
 
+    // The event library aborts the process when it meets a watched descriptor
+    // that was closed before its source was removed; such a source can never
+    // fire again, so it is dropped instead.
+    void dropClosedSources() {
+        for (auto it = sources.begin(); it != sources.end();) {
+            if (it->second->events != 0 && ::fcntl(it->first, F_GETFD) < 0 && errno == EBADF) {
+                kq::log("RunLoop: descriptor %d was closed while it was watched", it->first);
+                closeSource(it->second);
+                it = sources.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+
     bool runPerforms() {
         std::deque<std::function<void()>> batch;
         {
@@ -268,6 +285,7 @@ bool RunLoop::runOnce(Date limit) {
     while (!handled) {
         const std::uint64_t wait = d.waitMilliseconds(until);
         d.sourceFired = false;
+        d.dropClosedSources();
         uv_update_time(&d.loop);
         uv_timer_start(&d.limit, [](uv_timer_t*) {}, wait, 0);
         uv_ref(reinterpret_cast<uv_handle_t*>(&d.limit));  // keeps uv_run waiting for it

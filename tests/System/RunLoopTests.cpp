@@ -183,6 +183,18 @@ LOOP_TEST(SourcesSeeDataEndOfFileAndWritability) {
     close(fds[0]);
     close(fds[1]);
 
+    // Closed before its source was removed: dropped, not fatal.
+    ASSERT_EQ(pipe(fds), 0);
+    ASSERT_TRUE(loop->addReadSource(fds[0], [](int) { ADD_FAILURE() << "a closed descriptor fired"; }));
+    close(fds[0]);
+    close(fds[1]);
+    {
+        kq::LogCapture log;
+        loop->runUntilDate(in(0.05));
+        EXPECT_EQ(log.lines(), std::vector<std::string>{"RunLoop: descriptor " + std::to_string(fds[0]) +
+                                                        " was closed while it was watched"});
+    }
+
     FILE* file = std::tmpfile();
     ASSERT_NE(file, nullptr);
     EXPECT_FALSE(loop->addReadSource(fileno(file), [](int) {}));
