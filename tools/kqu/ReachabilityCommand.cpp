@@ -70,7 +70,7 @@ int run(const ReachabilityOptions& options) {
             }
         });
     if (!reachability)
-        throw kqu::CommandFailure{kqu::kExitInputFailure, "reachability: " + url->host() + ": cannot watch this host"};
+        throw kqu::CommandFailure{kqu::kExitInputFailure, "reachability: " + options.url + ": cannot watch this host"};
     if (!reachability->startNotifier())
         throw kqu::CommandFailure{kqu::kExitInputFailure, "reachability: cannot watch the network's routes"};
 

@@ -44,6 +44,9 @@ timeout 2 "$kqu" reachability --watch "http://127.0.0.1:$port/" >"$tmp/watch"
 
 msg=$(check "a URL without a host" 2 "$kqu" reachability "not a url")
 expect_contains "a URL without a host" "$msg" "reachability: not a url"
+# The message quotes the URL as given, not its decoded host with raw control bytes.
+msg=$(check "a host with a line break" 2 "$kqu" reachability "http://a%0d%0ab/")
+expect_contains "a host with a line break" "$msg" "reachability: http://a%0d%0ab/: cannot watch this host"
 check "no URL" 1 "$kqu" reachability >/dev/null
 check "a time-out of zero" 1 "$kqu" reachability --timeout 0 "http://127.0.0.1:$port/" >/dev/null
 
