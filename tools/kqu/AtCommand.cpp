@@ -1,7 +1,10 @@
 // kqu at DATE -- PROGRAM [ARGUMENTS...]: waits until DATE by the calendar,
 // through clock changes and sleep, then runs PROGRAM and exits with its status.
+#include <pthread.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -34,6 +37,16 @@ int runAt(const AtOptions& options) {
     const auto program = kqu::findProgram(options.command.front());
     if (!program) throw kqu::CommandFailure{kExitProgramNotFound, options.command.front() + ": program not found"};
 
+    // Taken through a descriptor rather than by default handlers, so that
+    // killing kqu does not leave a started program running on its own. Every
+    // thread started from here on inherits the mask; the child starts with
+    // none blocked.
+    sigset_t forwarded;
+    sigemptyset(&forwarded);
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&forwarded, signal);
+    pthread_sigmask(SIG_BLOCK, &forwarded, nullptr);
+    const int signals = signalfd(-1, &forwarded, SFD_CLOEXEC | SFD_NONBLOCK);
+
     kq::RunLoop::setMainRunLoop(kq::RunLoop::currentRunLoop());
     const auto loop = kq::RunLoop::mainRunLoop();
     // The loop must wait for the child's end even when it has no timer left.
@@ -42,10 +55,24 @@ int runAt(const AtOptions& options) {
     loop->addTimer(keepAlive);
 
     std::optional<int> status;
+    std::shared_ptr<KQUTask> running;
+    if (signals >= 0)
+        loop->addReadSource(signals, [&](int fd) {
+            signalfd_siginfo info{};
+            if (::read(fd, &info, sizeof info) != sizeof info) return;
+            if (running) {
+                // A terminal's own signal reaches the program's process group anyway.
+                if (info.ssi_code != SI_KERNEL) running->terminate();
+            } else {
+                status = 128 + static_cast<int>(info.ssi_signo);  // as if it had ended kqu
+                loop->stop();
+            }
+        });
     const std::vector<std::string> arguments(options.command.begin() + 1, options.command.end());
     auto handler = KQUSystemTimeHandler::systemTimeHandlerWithFireDate(*date, [&] {
         std::fflush(stdout);
         auto task = KQUTask::create();
+        running = task;
         task->setLaunchPath(*program);
         task->setArguments(arguments);
         // No output handlers: the child writes to kqu's own stdout and stderr
@@ -62,6 +89,10 @@ int runAt(const AtOptions& options) {
     });
     while (!status) loop->runUntilDate(kq::Date(std::chrono::system_clock::now()) + std::chrono::hours(1));
     keepAlive->invalidate();
+    if (signals >= 0) {
+        loop->removeReadSource(signals);
+        ::close(signals);
+    }
     return *status;
 }
 
@@ -75,7 +106,8 @@ const kqu::CommandRegistration registration{{
                        "in Z or an offset such as +02:00; a past date runs at once")
             ->required();
         app.add_option("PROGRAM", options->command, "The program and its arguments, after --")->required();
-        app.footer("Exit status: the program's own (127 when it cannot be found), 2 for a bad DATE.");
+        app.footer("Exit status: the program's own (127 when it cannot be found), 2 for a bad DATE.\n"
+                   "SIGINT, SIGTERM or SIGHUP sent to kqu terminates the program once it runs.");
         return [options] { return runAt(*options); };
     },
 }};

@@ -17,6 +17,21 @@ for when in "2001-01-01T00:00Z" "2001-01-01T00:00:00+02:00" "2001-01-01T00:00:00
 done
 check "a failing program" 1 "$kqu" at 2001-01-01T00:00Z -- false >/dev/null
 
+# Terminating kqu ends the wait, or the program once it runs, with 128 + SIGTERM.
+"$kqu" at 2001-01-01T00:00Z -- sh -c 'echo $$ >"$0"; exec sleep 30' "$tmp/child" &
+runner=$!
+for _ in $(seq 100); do [ -s "$tmp/child" ] && break; sleep 0.05; done
+kill -TERM "$runner"
+wait "$runner"; status=$?
+[ "$status" = 143 ] || fail "terminated kqu at: status $status"
+kill -0 "$(cat "$tmp/child")" 2>/dev/null && { kill "$(cat "$tmp/child")"; fail "the program outlived kqu at"; }
+"$kqu" at "$(date -d '+1 hour' +%Y-%m-%dT%H:%M)" -- touch "$tmp/ran" &
+runner=$!
+sleep 0.3
+kill -TERM "$runner"
+wait "$runner"; status=$?
+[ "$status" = 143 ] || fail "kqu at terminated while waiting: status $status"
+
 # A bad date or a missing program fails before anything runs.
 for when in "tomorrow" "2026-02-30T10:00" "2026-05-01T25:00" "2026-05-01" "2026-05-01T10:00+25:00"; do
     msg=$(check "bad date $when" 2 "$kqu" at "$when" -- touch "$tmp/ran")
