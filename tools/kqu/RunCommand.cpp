@@ -1,6 +1,7 @@
 // kqu run [--stdin FILE] [--cwd DIR] [--env K=V]... -- PROGRAM ARGS...: runs a
 // program through KQUTask, streams its output and error as they arrive and
 // exits with its status (127 when it cannot be started).
+#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -32,13 +33,17 @@ struct RunOptions {
     std::vector<std::string> command;
 };
 
-// A short write to a pipe just means "more to come".
+// A short write to a pipe just means "more to come"; so does a full pipe when
+// whoever started us handed over a non-blocking one.
 void writeAll(int fd, const kq::Data& chunk) {
     std::size_t done = 0;
     while (done < chunk.size()) {
         const ssize_t n = ::write(fd, chunk.data() + done, chunk.size() - done);
         if (n > 0) {
             done += static_cast<std::size_t>(n);
+        } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            pollfd ready{fd, POLLOUT, 0};
+            ::poll(&ready, 1, -1);
         } else if (n < 0 && errno != EINTR) {
             return;  // our reader went away; the child's status still decides
         }

@@ -10,6 +10,19 @@ out=$(check_stdout "output and status" 4 "$kqu" run -- sh -c 'printf out; printf
 head -c 3000000 /dev/urandom >"$tmp/random"
 "$kqu" run --stdin "$tmp/random" -- cat >"$tmp/copy" || fail "cat through --stdin"
 cmp -s "$tmp/random" "$tmp/copy" || fail "--stdin bytes differ"
+# A non-blocking standard output that fills up only makes kqu wait.
+python3 - "$kqu" <<'PY' || fail "output lost on a non-blocking pipe"
+import fcntl, os, subprocess, sys, time
+r, w = os.pipe()
+fcntl.fcntl(w, fcntl.F_SETFL, fcntl.fcntl(w, fcntl.F_GETFL) | os.O_NONBLOCK)
+child = subprocess.Popen([sys.argv[1], "run", "--", "head", "-c", "3000000", "/dev/zero"], stdout=w)
+os.close(w)
+time.sleep(0.3)
+total = 0
+while chunk := os.read(r, 1 << 16):
+    total += len(chunk)
+sys.exit(0 if total == 3000000 and child.wait() == 0 else 1)
+PY
 printf 'piped' | "$kqu" run -- cat >"$tmp/inherited"
 [ "$(cat "$tmp/inherited")" = piped ] || fail "standard input is inherited without --stdin"
 
