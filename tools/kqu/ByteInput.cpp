@@ -1,6 +1,7 @@
 #include "ByteInput.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -63,9 +64,25 @@ std::string readInputText(const std::string& file, const std::string& what) {
     return text;
 }
 
+bool writeAllToDescriptor(int fd, const std::uint8_t* bytes, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t n = ::write(fd, bytes + done, size - done);
+        if (n > 0) {
+            done += static_cast<std::size_t>(n);
+        } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            pollfd ready{fd, POLLOUT, 0};
+            ::poll(&ready, 1, -1);
+        } else if (n < 0 && errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
+}
+
 void writeOutput(const kq::Data& data) {
-    // An empty vector's data() may be null, which fwrite must not be given.
-    if ((!data.empty() && std::fwrite(data.data(), 1, data.size(), stdout) != data.size()) || std::fflush(stdout) != 0)
+    // Whatever stdio still holds goes first, so the bytes keep their order.
+    if (std::fflush(stdout) != 0 || !writeAllToDescriptor(STDOUT_FILENO, data.data(), data.size()))
         throw CommandFailure{kExitInputFailure, std::string("cannot write the output: ") + std::strerror(errno)};
 }
 

@@ -21,5 +21,8 @@ kq::Data readInput(const std::string& file);
 std::string readInputText(const std::string& file, const std::string& what);
 /// Writes the bytes to standard output; a CommandFailure when that fails.
 void writeOutput(const kq::Data& data);
+/// Writes all the bytes to the descriptor, waiting whenever it is full (a
+/// pipe we were handed may be non-blocking); false on any other failure.
+bool writeAllToDescriptor(int fd, const std::uint8_t* bytes, std::size_t size);
 
 }  // namespace kqu

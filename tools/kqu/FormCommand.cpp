@@ -38,8 +38,12 @@ std::pair<std::string, std::string> splitPair(const std::string& argument, const
 void addFile(KQUHTTPForm& form, const std::string& key, const std::string& path) {
     namespace fs = std::filesystem;
     std::error_code error;
-    if (fs::is_directory(path, error))
+    const fs::file_status status = fs::status(path, error);
+    if (fs::is_directory(status))
         throw kqu::CommandFailure{kqu::kExitInputFailure, path + ": a folder, not a file"};
+    // A device such as /dev/zero never ends; pipes (process substitution) do.
+    if (fs::is_character_file(status) || fs::is_block_file(status) || fs::is_socket(status))
+        throw kqu::CommandFailure{kqu::kExitInputFailure, path + ": a device, not a file"};
     // Opened here only to fail early and clearly; the form reads the file
     // itself when the body is built.
     if (!std::ifstream(path, std::ios::binary))

@@ -1,7 +1,6 @@
 // kqu run [--stdin FILE] [--cwd DIR] [--env K=V]... -- PROGRAM ARGS...: runs a
 // program through KQUTask, streams its output and error as they arrive and
 // exits with its status (127 when it cannot be started).
-#include <poll.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -33,22 +32,8 @@ struct RunOptions {
     std::vector<std::string> command;
 };
 
-// A short write to a pipe just means "more to come"; so does a full pipe when
-// whoever started us handed over a non-blocking one.
-void writeAll(int fd, const kq::Data& chunk) {
-    std::size_t done = 0;
-    while (done < chunk.size()) {
-        const ssize_t n = ::write(fd, chunk.data() + done, chunk.size() - done);
-        if (n > 0) {
-            done += static_cast<std::size_t>(n);
-        } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            pollfd ready{fd, POLLOUT, 0};
-            ::poll(&ready, 1, -1);
-        } else if (n < 0 && errno != EINTR) {
-            return;  // our reader went away; the child's status still decides
-        }
-    }
-}
+// A reader that went away loses the rest; the child's status still decides.
+void writeChunk(int fd, const kq::Data& chunk) { kqu::writeAllToDescriptor(fd, chunk.data(), chunk.size()); }
 
 // The inherited environment with the --env settings on top.
 std::vector<std::pair<std::string, std::string>> childEnvironment(const std::vector<std::string>& settings) {
@@ -92,8 +77,8 @@ int runProgram(const RunOptions& options) {
         task->setCurrentDirectoryPath(std::filesystem::absolute(*options.cwd).string());
     }
     if (options.stdinFile) task->setInputData(kqu::readInput(*options.stdinFile));
-    task->setOutputHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDOUT_FILENO, chunk); });
-    task->setErrorHandler([](KQUTask&, const kq::Data& chunk) { writeAll(STDERR_FILENO, chunk); });
+    task->setOutputHandler([](KQUTask&, const kq::Data& chunk) { writeChunk(STDOUT_FILENO, chunk); });
+    task->setErrorHandler([](KQUTask&, const kq::Data& chunk) { writeChunk(STDERR_FILENO, chunk); });
 
     std::atomic<bool> done = false;
     const pthread_t waiter = pthread_self();

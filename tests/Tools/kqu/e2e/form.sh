@@ -47,6 +47,8 @@ expect_contains "field without =" "$out" "expected KEY=VALUE"
 check "neither --dump nor --url" 1 "$kqu" form --field a=b >/dev/null
 out=$(check "missing file" 2 "$kqu" form --file f="$tmp/gone" --dump)
 expect_contains "missing file" "$out" "$tmp/gone: cannot be read"
+out=$(check "a device" 2 "$kqu" form --file f=/dev/zero --dump)
+expect_contains "a device" "$out" "/dev/zero: a device, not a file"
 # Sending: a one-shot server on 127.0.0.1 (Python's own HTTP server) answers
 # STATUS to one request, keeps its request line and headers in $tmp/sent-head
 # and its body in $tmp/sent-body, and gives up by itself after 20 s.
