@@ -95,10 +95,12 @@ struct StatusListener final : kq::URLConnectionDelegate {
     std::optional<kq::URLError> error;
     bool ended = false;
 
-    void connectionDidReceiveResponse(kq::URLConnection&, const kq::URLResponse& response) override {
+    // The status is the answer; a body that never ends must not keep us.
+    void connectionDidReceiveResponse(kq::URLConnection& connection, const kq::URLResponse& response) override {
         status = response.statusCode;
+        ended = true;
+        connection.cancel();
     }
-    void connectionDidFinishLoading(kq::URLConnection&) override { ended = true; }
     void connectionDidFailWithError(kq::URLConnection&, const kq::URLError& failure) override {
         error = failure;
         ended = true;
@@ -123,8 +125,6 @@ int send(KQUHTTPForm& form, const FormOptions& options) {
         const std::string reason = listener.error ? listener.error->description : "no response";
         throw kqu::CommandFailure{kqu::kExitInputFailure, "form: " + options.url + ": " + reason};
     }
-    // The answer counts even when its body was cut short.
-    if (listener.error) kqu::warn("form: " + options.url + ": " + listener.error->description);
     std::printf("HTTP %ld\n", *listener.status);
     return kqu::kExitSuccess;
 }
