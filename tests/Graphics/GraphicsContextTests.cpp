@@ -90,6 +90,9 @@ TEST(GraphicsContext, RestoreUndoesTransformClipMaskAndShadow) {
     // Singular scales would break cairo's context for good: ignored.
     context->scaleBy(0, 1);
     context->scaleBy(1e300, 1e300);
+    // So would images stretched over rectangles too large or too small to invert.
+    const BitmapImage dot = maskImage(1, 1, [](auto, auto) { return true; });
+    for (double side : {1e300, 1e-300}) context->drawImage(dot, Rect{{0, 0}, {side, side}});
     EXPECT_DOUBLE_EQ(context->deviceScale(), 2);
     context->restoreGraphicsState();
     EXPECT_DOUBLE_EQ(context->deviceScale(), 1);
