@@ -54,6 +54,17 @@ TEST(NSMutableAttributedStringKQFoundationTest, UnfoldTagsStyleEveryOccurrence) 
     EXPECT_EQ(*string.attributesAtIndex(7).foregroundColor(), kBlue);
     for (const auto& run : string.runs()) EXPECT_NE(run.attributes->objectForKey("kept"), nullptr);
 
+    // A removed tag can leave another behind; thousands of tags take one pass.
+    const std::vector<std::pair<std::string, Attributes>> red = {{"b", Attributes{{kq::NSForegroundColorAttributeName, kRed}}}};
+    MutableAttributedString formed("<<b>b>x</b>y");
+    formed.unfoldTagsWithAttributes(red);
+    EXPECT_EQ(coloredRuns(formed), std::vector<std::string>{"xy"});
+    std::string tagged;
+    for (int i = 0; i < 10000; ++i) tagged += "<b>x</b>";
+    MutableAttributedString many(tagged + "<b>y");
+    many.unfoldTagsWithAttributes(red);
+    EXPECT_EQ(coloredRuns(many), std::vector<std::string>{std::string(10000, 'x') + "y"});
+
     MutableAttributedString other("<u>a</u><u>b</u>");
     other.unfoldTagsWithAttributed({{"u", Attributes{{"u", kq::Value(1)}}}});
     EXPECT_EQ(other.runs().size(), 1u);  // both spans join into one run
