@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <memory>
 
 #include "Graphics/GraphicsContextPrivate.h"
@@ -104,9 +105,23 @@ Size AttributedString::size() const {
     if (text_.empty()) return {};
     ContextPointer context = createPangoContext();
     LayoutPointer layout = createLayout(context.get(), *this);
-    PangoRectangle logical;
-    pango_layout_get_extents(layout.get(), nullptr, &logical);
-    return {static_cast<double>(logical.width) / PANGO_SCALE, static_cast<double>(logical.height) / PANGO_SCALE};
+    // pango's layout extents are ints of 1/1024 point that wrap past about
+    // two million points; the glyph widths and line heights are summed here
+    // in 64 bits instead.
+    std::int64_t width = 0, height = 0;
+    for (GSList* item = pango_layout_get_lines_readonly(layout.get()); item; item = item->next) {
+        auto* line = static_cast<PangoLayoutLine*>(item->data);
+        std::int64_t lineWidth = 0;
+        for (GSList* runItem = line->runs; runItem; runItem = runItem->next) {
+            const PangoGlyphString* glyphs = static_cast<PangoGlyphItem*>(runItem->data)->glyphs;
+            for (int i = 0; i < glyphs->num_glyphs; ++i) lineWidth += glyphs->glyphs[i].geometry.width;
+        }
+        PangoRectangle logical;
+        pango_layout_line_get_extents(line, nullptr, &logical);
+        width = std::max(width, lineWidth);
+        height += logical.height;
+    }
+    return {static_cast<double>(width) / PANGO_SCALE, static_cast<double>(height) / PANGO_SCALE};
 }
 
 void AttributedString::drawInRect(Rect rect) const {
