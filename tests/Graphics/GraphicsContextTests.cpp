@@ -183,6 +183,19 @@ TEST(AttributedStringDrawing, DrawsFromTheTopLeftCutAtTheRightEdge) {
             EXPECT_LT(extent.right, 10 + width);
         }
     }
+    // Many paragraphs (laid out in pieces) follow each other without gaps;
+    // every separator counts once.
+    std::string lines = "M";
+    const char* separators[] = {"\n", "\r\n", "\xE2\x80\xA9", "\r"};
+    for (int i = 1; i < 1000; ++i) lines += std::string(separators[i % 4]) + "M";
+    const kq::AttributedString many = fontText(lines, 4);
+    const double lineHeight = fontText("M", 4).size().height;
+    EXPECT_NEAR(many.size().height, 1000 * lineHeight, 0.01);
+    kqtest::CurrentBitmap tall(10, static_cast<std::uint32_t>(many.size().height) + 10, true);
+    many.drawInRect(Rect{{0, 0}, {10, many.size().height}});
+    const kqtest::Extent extent = kqtest::extentOf(tall.context->makeImage());
+    EXPECT_NEAR(extent.bottom, 1000 * lineHeight, lineHeight);
+
     // No current context, empty text, an empty rectangle: nothing, no crash.
     hello.drawInRect(Rect{{0, 0}, {10, 10}});
     auto context = bitmap(10, 10, true);
