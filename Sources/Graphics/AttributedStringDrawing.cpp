@@ -72,19 +72,22 @@ LayoutPointer createLayout(PangoContext* context, const std::string& plain,
     LayoutPointer layout(pango_layout_new(context));
     pango_layout_set_text(layout.get(), plain.data() + from, static_cast<int>(to - from));
     PangoAttrList* list = pango_attr_list_new();
-    for (const AttributedTextRun& run : runs) {
-        const std::size_t first = std::max(run.byteOffset, from);
-        const std::size_t last = std::min(run.byteOffset + run.byteLength, to);
-        if (first >= last) continue;
+    // The runs are in order: start at the first that ends past `from`.
+    auto run = std::partition_point(runs.begin(), runs.end(), [from](const AttributedTextRun& candidate) {
+        return candidate.byteOffset + candidate.byteLength <= from;
+    });
+    for (; run != runs.end() && run->byteOffset < to; ++run) {
+        const std::size_t first = std::max(run->byteOffset, from);
+        const std::size_t last = std::min(run->byteOffset + run->byteLength, to);
         auto insert = [&](PangoAttribute* attribute) {
             attribute->start_index = static_cast<guint>(first - from);
             attribute->end_index = static_cast<guint>(last - from);
             pango_attr_list_insert(list, attribute);
         };
-        PangoFontDescription* description = fontDescription(run.attributes->font());
+        PangoFontDescription* description = fontDescription(run->attributes->font());
         insert(pango_attr_font_desc_new(description));
         pango_font_description_free(description);
-        if (const Color* color = run.attributes->foregroundColor()) {
+        if (const Color* color = run->attributes->foregroundColor()) {
             insert(pango_attr_foreground_new(channel16(color->redComponent()), channel16(color->greenComponent()),
                                              channel16(color->blueComponent())));
             // pango takes 0 as "unset"; the faintest alpha it has is close enough.
