@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 namespace {
@@ -68,6 +69,29 @@ TEST(NSMutableAttributedStringKQFoundationTest, UnfoldTagsStyleEveryOccurrence) 
     MutableAttributedString other("<u>a</u><u>b</u>");
     other.unfoldTagsWithAttributed({{"u", Attributes{{"u", kq::Value(1)}}}});
     EXPECT_EQ(other.runs().size(), 1u);  // both spans join into one run
+}
+
+TEST(NSMutableAttributedStringKQFoundationTest, UnfoldingAllTagsAgreesWithUnfoldingOneAtATime) {
+    // Random texts of tag fragments, where removing one tag often forms another.
+    const char* pieces[] = {"<", ">", "/", "b", "x", "\xC3\xA9", "\xF0\x9F\x98\x80", "<b>", "</b>", "<bb>", "</bb>", "<>", "</>"};
+    const std::vector<std::pair<std::string, Attributes>> tags = {
+        {"b", Attributes{{kq::NSForegroundColorAttributeName, kRed}}},
+        {"bb", Attributes{{kq::NSForegroundColorAttributeName, kBlue}, {"bb", kq::Value(1)}}},
+        {"", Attributes{{"empty", kq::Value(1)}}}};
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (unsigned count = random() % 14; count > 0; --count) text += pieces[random() % std::size(pieces)];
+        MutableAttributedString all(text, Attributes{{"kept", kq::Value(1)}});
+        MutableAttributedString one = all;
+        all.unfoldTagsWithAttributes(tags);
+        for (const auto& [tag, attributes] : tags) {
+            for (Range range = one.unfoldTag(tag); range.location != Range::NotFound; range = one.unfoldTag(tag)) {
+                one.addAttributes(attributes, range);
+            }
+        }
+        ASSERT_EQ(all, one) << text;
+    }
 }
 
 TEST(NSMutableAttributedStringKQFoundationTest, WholeStringAttributesAndReplace) {
