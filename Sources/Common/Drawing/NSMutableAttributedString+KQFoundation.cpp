@@ -16,15 +16,17 @@ std::uint64_t unitsBefore(const std::string& text, std::size_t byteOffset) {
 }  // namespace
 
 void MutableAttributedString::setFontSize(double pointSize) {
-    std::vector<std::pair<Range, Font>> changes;
+    // Each run's font depends only on its own, so the runs are changed in one
+    // pass; a range edit per run would copy all runs once per run.
     FontManager& manager = FontManager::sharedFontManager();
-    enumerateAttribute(NSFontAttributeName, Range{0, length()},
-                       [&](const AttributeValue* value, Range range, bool&) {
-                           const Font* font = value ? std::get_if<Font>(value) : nullptr;
-                           changes.emplace_back(range, font ? manager.convertFont(*font, pointSize)
-                                                            : manager.systemFontOfSize(pointSize));
-                       });
-    for (const auto& [range, font] : changes) addAttribute(NSFontAttributeName, font, range);
+    std::vector<Run> newRuns = runs_;
+    for (Run& run : newRuns) {
+        const Font* font = run.attributes.font();
+        run.attributes.setObject(font ? manager.convertFont(*font, pointSize) : manager.systemFontOfSize(pointSize),
+                                 NSFontAttributeName);
+    }
+    runs_ = std::move(newRuns);
+    coalesce();
 }
 
 void MutableAttributedString::setAttribute(std::string_view name, AttributeValue value) {

@@ -123,6 +123,16 @@ TEST(NSMutableAttributedStringKQFoundationTest, SetFontSizeConvertsFontsAndFills
     EXPECT_EQ(*plain.font(), kq::FontManager::sharedFontManager().systemFontOfSize(30));
     EXPECT_EQ(*serif.foregroundColor(), kRed);
     EXPECT_EQ(*plain.foregroundColor(), kRed);
+
+    // Thousands of runs with fonts of their own are converted in one pass.
+    std::string tagged;
+    for (int i = 0; i < 10000; ++i) tagged += "<b>x</b>y";
+    MutableAttributedString many(tagged);
+    many.unfoldTagsWithAttributes({{"b", Attributes{{kq::NSFontAttributeName, kq::Font{"DejaVu Serif", 9}}}}});
+    many.setFontSize(30);
+    EXPECT_EQ(many.runs().size(), 20000u);
+    EXPECT_EQ(*many.attributesAtIndex(19998).font(), (kq::Font{"DejaVu Serif", 30}));
+    EXPECT_EQ(*many.attributesAtIndex(19999).font(), kq::FontManager::sharedFontManager().systemFontOfSize(30));
 }
 
 }  // namespace
