@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "Graphics/GraphicsContextPrivate.h"
 #include "KQFoundation/Graphics/AttributedString.h"
@@ -59,25 +62,32 @@ PangoFontDescription* fontDescription(const Font* font) {
     return description;
 }
 
-LayoutPointer createLayout(PangoContext* context, const AttributedString& text) {
+// pango takes time that grows with the square of the number of paragraphs
+// in one layout; longer texts are laid out in pieces of this many.
+constexpr std::size_t kParagraphsPerLayout = 256;
+
+// The bytes [from, to) of `plain` with the runs' attributes.
+LayoutPointer createLayout(PangoContext* context, const std::string& plain,
+                           const std::vector<AttributedTextRun>& runs, std::size_t from, std::size_t to) {
     LayoutPointer layout(pango_layout_new(context));
-    // pango refuses NUL bytes as invalid UTF-8; a space keeps the byte offsets.
-    std::string plain = text.string();
-    std::replace(plain.begin(), plain.end(), '\0', ' ');
-    pango_layout_set_text(layout.get(), plain.data(), static_cast<int>(plain.size()));
+    pango_layout_set_text(layout.get(), plain.data() + from, static_cast<int>(to - from));
     PangoAttrList* list = pango_attr_list_new();
-    for (const AttributedTextRun& run : text.runs()) {
-        const auto start = static_cast<guint>(run.byteOffset);
-        const auto end = static_cast<guint>(run.byteOffset + run.byteLength);
+    // The runs are in order: start at the first that ends past `from`.
+    auto run = std::partition_point(runs.begin(), runs.end(), [from](const AttributedTextRun& candidate) {
+        return candidate.byteOffset + candidate.byteLength <= from;
+    });
+    for (; run != runs.end() && run->byteOffset < to; ++run) {
+        const std::size_t first = std::max(run->byteOffset, from);
+        const std::size_t last = std::min(run->byteOffset + run->byteLength, to);
         auto insert = [&](PangoAttribute* attribute) {
-            attribute->start_index = start;
-            attribute->end_index = end;
+            attribute->start_index = static_cast<guint>(first - from);
+            attribute->end_index = static_cast<guint>(last - from);
             pango_attr_list_insert(list, attribute);
         };
-        PangoFontDescription* description = fontDescription(run.attributes->font());
+        PangoFontDescription* description = fontDescription(run->attributes->font());
         insert(pango_attr_font_desc_new(description));
         pango_font_description_free(description);
-        if (const Color* color = run.attributes->foregroundColor()) {
+        if (const Color* color = run->attributes->foregroundColor()) {
             insert(pango_attr_foreground_new(channel16(color->redComponent()), channel16(color->greenComponent()),
                                              channel16(color->blueComponent())));
             // pango takes 0 as "unset"; the faintest alpha it has is close enough.
@@ -87,6 +97,62 @@ LayoutPointer createLayout(PangoContext* context, const AttributedString& text) 
     pango_layout_set_attributes(layout.get(), list);
     pango_attr_list_unref(list);
     return layout;
+}
+
+// The text's layouts, top to bottom; a piece ends before a paragraph
+// separator, which belongs to neither piece.
+std::vector<LayoutPointer> createLayouts(PangoContext* context, const AttributedString& text) {
+    // pango refuses NUL bytes as invalid UTF-8; a space keeps the byte offsets.
+    std::string plain = text.string();
+    std::replace(plain.begin(), plain.end(), '\0', ' ');
+    const std::vector<AttributedTextRun> runs = text.runs();
+    std::vector<LayoutPointer> layouts;
+    std::size_t from = 0, paragraphs = 0;
+    for (std::size_t i = 0; i < plain.size();) {
+        std::size_t separator = 0;
+        if (plain[i] == '\n') {
+            separator = 1;
+        } else if (plain[i] == '\r') {
+            separator = i + 1 < plain.size() && plain[i + 1] == '\n' ? 2 : 1;
+        } else if (plain.compare(i, 3, "\xE2\x80\xA9") == 0) {
+            separator = 3;
+        }
+        if (separator == 0) {
+            ++i;
+            continue;
+        }
+        if (++paragraphs % kParagraphsPerLayout == 0 && i + separator < plain.size()) {
+            layouts.push_back(createLayout(context, plain, runs, from, i));
+            from = i + separator;
+        }
+        i += separator;
+    }
+    layouts.push_back(createLayout(context, plain, runs, from, plain.size()));
+    return layouts;
+}
+
+// Width and height in pango units. pango's layout extents are ints that wrap
+// past about two million points, so the glyph widths and line heights are
+// summed here in 64 bits.
+struct Extent {
+    std::int64_t width = 0, height = 0;
+};
+
+Extent extentOf(PangoLayout* layout) {
+    Extent extent;
+    for (GSList* item = pango_layout_get_lines_readonly(layout); item; item = item->next) {
+        auto* line = static_cast<PangoLayoutLine*>(item->data);
+        std::int64_t lineWidth = 0;
+        for (GSList* runItem = line->runs; runItem; runItem = runItem->next) {
+            const PangoGlyphString* glyphs = static_cast<PangoGlyphItem*>(runItem->data)->glyphs;
+            for (int i = 0; i < glyphs->num_glyphs; ++i) lineWidth += glyphs->glyphs[i].geometry.width;
+        }
+        PangoRectangle logical;
+        pango_layout_line_get_extents(line, nullptr, &logical);
+        extent.width = std::max(extent.width, lineWidth);
+        extent.height += logical.height;
+    }
+    return extent;
 }
 
 // A shadow over the whole text is the text's shadow; partial ones are not drawn.
@@ -103,10 +169,13 @@ const Shadow* wholeTextShadow(const AttributedString& text) {
 Size AttributedString::size() const {
     if (text_.empty()) return {};
     ContextPointer context = createPangoContext();
-    LayoutPointer layout = createLayout(context.get(), *this);
-    PangoRectangle logical;
-    pango_layout_get_extents(layout.get(), nullptr, &logical);
-    return {static_cast<double>(logical.width) / PANGO_SCALE, static_cast<double>(logical.height) / PANGO_SCALE};
+    Extent total;
+    for (const LayoutPointer& layout : createLayouts(context.get(), *this)) {
+        const Extent piece = extentOf(layout.get());
+        total.width = std::max(total.width, piece.width);
+        total.height += piece.height;
+    }
+    return {static_cast<double>(total.width) / PANGO_SCALE, static_cast<double>(total.height) / PANGO_SCALE};
 }
 
 void AttributedString::drawInRect(Rect rect) const {
@@ -125,7 +194,7 @@ void GraphicsContext::drawAttributedString(const AttributedString& text, Rect re
         setShadow(shadow->shadowOffset, shadow->shadowBlurRadius, shadow->shadowColor);
     }
     ContextPointer pango = createPangoContext();
-    LayoutPointer layout = createLayout(pango.get(), text);
+    const std::vector<LayoutPointer> layouts = createLayouts(pango.get(), text);
     GraphicsContextAccess::paint(*this, [&](cairo_t* cr) {
         // Lines are not wrapped, so what passes the right edge is cut off;
         // a line taller than the rectangle is still drawn whole.
@@ -138,8 +207,14 @@ void GraphicsContext::drawAttributedString(const AttributedString& text, Rect re
         if (up) cairo_scale(cr, 1, -1);
         cairo_set_source_rgb(cr, 0, 0, 0);
         pango_cairo_update_context(cr, pango.get());
-        pango_layout_context_changed(layout.get());
-        pango_cairo_show_layout(cr, layout.get());
+        double top = 0;
+        for (const LayoutPointer& layout : layouts) {
+            if (top > rect.height() + kBeyond) break;  // nothing below can show
+            pango_layout_context_changed(layout.get());
+            cairo_move_to(cr, 0, top);
+            pango_cairo_show_layout(cr, layout.get());
+            top += static_cast<double>(extentOf(layout.get()).height) / PANGO_SCALE;
+        }
     });
     if (shadow) restoreGraphicsState();
 }

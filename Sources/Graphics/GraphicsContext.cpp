@@ -170,10 +170,19 @@ cairo_surface_t* createSurfaceFromImage(const BitmapImage& image) {
     return surface;
 }
 
-void transformToImageRect(cairo_t* cr, const BitmapImage& image, Rect rect) {
+bool transformToImageRect(cairo_t* cr, const BitmapImage& image, Rect rect) {
     const bool up = userSpaceIsUnflipped(cr);
-    cairo_translate(cr, rect.minX(), up ? rect.maxY() : rect.minY());
-    cairo_scale(cr, rect.width() / image.width(), (up ? -1.0 : 1.0) * rect.height() / image.height());
+    cairo_matrix_t matrix;
+    cairo_get_matrix(cr, &matrix);
+    cairo_matrix_translate(&matrix, rect.minX(), up ? rect.maxY() : rect.minY());
+    cairo_matrix_scale(&matrix, rect.width() / image.width(), (up ? -1.0 : 1.0) * rect.height() / image.height());
+    // A matrix cairo cannot invert would put the context in an error state for good.
+    const double determinant = matrix.xx * matrix.yy - matrix.xy * matrix.yx;
+    if (!std::isfinite(determinant) || determinant == 0 || !std::isfinite(matrix.x0) || !std::isfinite(matrix.y0)) {
+        return false;
+    }
+    cairo_set_matrix(cr, &matrix);
+    return true;
 }
 
 }  // namespace detail
@@ -327,7 +336,11 @@ void GraphicsContext::clipToMask(const BitmapImage& image, Rect rect) {
         cairo_matrix_t matrix;
         cairo_get_matrix(state_->cr, &matrix);
         cairo_set_matrix(cr, &matrix);
-        detail::transformToImageRect(cr, image, rect);
+        if (!detail::transformToImageRect(cr, image, rect)) {
+            cairo_destroy(cr);
+            state_->mask = adoptSurface(mask);
+            return;
+        }
         cairo_surface_t* source = detail::createSurfaceFromImage(image);
         cairo_set_source_surface(cr, source, 0, 0);
         cairo_pattern_set_extend(cairo_get_source(cr), CAIRO_EXTEND_PAD);
@@ -371,7 +384,7 @@ void GraphicsContext::drawImage(const BitmapImage& image, Rect rect) {
     if (image.empty() || !isDrawable(rect)) return;
     cairo_surface_t* source = detail::createSurfaceFromImage(image);
     GraphicsContextAccess::paint(*this, [&](cairo_t* cr) {
-        detail::transformToImageRect(cr, image, rect);
+        if (!detail::transformToImageRect(cr, image, rect)) return;
         cairo_set_source_surface(cr, source, 0, 0);
         cairo_pattern_set_extend(cairo_get_source(cr), CAIRO_EXTEND_PAD);
         cairo_rectangle(cr, 0, 0, image.width(), image.height());

@@ -23,8 +23,8 @@ bool userSpaceIsUnflipped(cairo_t* cr);
 /// the caller destroys it.
 cairo_surface_t* createSurfaceFromImage(const BitmapImage& image);
 /// Sets the transform so that (0, 0)-(width, height) of the image covers
-/// `rect` upright.
-void transformToImageRect(cairo_t* cr, const BitmapImage& image, Rect rect);
+/// `rect` upright; false, leaving it unchanged, when that has no inverse.
+bool transformToImageRect(cairo_t* cr, const BitmapImage& image, Rect rect);
 
 }  // namespace detail
 }  // namespace kq

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <random>
 
@@ -179,6 +180,33 @@ bool FileManager::createFileAtPath(std::string_view path, const Data& contents, 
         return false;
     }
     std::string target(path);
+    struct stat existing {};
+    const bool exists = stat(target.c_str(), &existing) == 0;
+    if (exists && !S_ISREG(existing.st_mode) && !S_ISDIR(existing.st_mode)) {
+        // A device or a pipe takes the bytes as they come; renaming a file
+        // over it would replace the node itself.
+        int fd = open(target.c_str(), O_WRONLY | O_CLOEXEC);
+        bool ok = fd >= 0 && writeAll(fd, contents);
+        int code = ok ? 0 : errno;
+        if (fd >= 0 && close(fd) != 0 && ok) {
+            ok = false;
+            code = errno;
+        }
+        if (!ok) setError(error, code);
+        return ok;
+    }
+    if (exists && S_ISREG(existing.st_mode) && access(target.c_str(), W_OK) != 0) {
+        // A file its owner made read-only is not replaced behind their back.
+        setError(error, errno);
+        return false;
+    }
+    // The file a link names is replaced, not the link.
+    if (exists) {
+        if (char* resolved = realpath(target.c_str(), nullptr)) {
+            target = resolved;
+            free(resolved);
+        }
+    }
     std::string temporary;
     int fd = createTemporarySibling(target, temporary);
     if (fd < 0) {
@@ -186,7 +214,8 @@ bool FileManager::createFileAtPath(std::string_view path, const Data& contents, 
         return false;
     }
     // Flushed before the rename, so a crash leaves the old file or the new one, never a torn one.
-    bool ok = writeAll(fd, contents) && fdatasync(fd) == 0;
+    // The replacement keeps the permissions of the file it replaces.
+    bool ok = (!exists || fchmod(fd, existing.st_mode & 0777) == 0) && writeAll(fd, contents) && fdatasync(fd) == 0;
     int code = ok ? 0 : errno;
     if (close(fd) != 0 && ok) {
         ok = false;

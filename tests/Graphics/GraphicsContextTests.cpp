@@ -90,6 +90,9 @@ TEST(GraphicsContext, RestoreUndoesTransformClipMaskAndShadow) {
     // Singular scales would break cairo's context for good: ignored.
     context->scaleBy(0, 1);
     context->scaleBy(1e300, 1e300);
+    // So would images stretched over rectangles too large or too small to invert.
+    const BitmapImage dot = maskImage(1, 1, [](auto, auto) { return true; });
+    for (double side : {1e300, 1e-300}) context->drawImage(dot, Rect{{0, 0}, {side, side}});
     EXPECT_DOUBLE_EQ(context->deviceScale(), 2);
     context->restoreGraphicsState();
     EXPECT_DOUBLE_EQ(context->deviceScale(), 1);
@@ -154,6 +157,8 @@ TEST(AttributedStringDrawing, SizeGrowsWithTextAndFont) {
     EXPECT_GE(one.height, 24);
     EXPECT_LT(one.height, 36);
     EXPECT_NEAR(fontText("M", 48).size().height, 2 * one.height, 1);
+    // Beyond two million points pango's own extents wrap around.
+    EXPECT_NEAR(fontText(std::string(200000, 'M')).size().width, 200000 * one.width, 100);
     // Unknown families fall back to a font that has glyphs; NULs do no harm;
     // no font is the system font at 12 points.
     EXPECT_GT(fontText("abc", 12, "No Such Family 123").size().width, 10);
@@ -178,6 +183,19 @@ TEST(AttributedStringDrawing, DrawsFromTheTopLeftCutAtTheRightEdge) {
             EXPECT_LT(extent.right, 10 + width);
         }
     }
+    // Many paragraphs (laid out in pieces) follow each other without gaps;
+    // every separator counts once.
+    std::string lines = "M";
+    const char* separators[] = {"\n", "\r\n", "\xE2\x80\xA9", "\r"};
+    for (int i = 1; i < 1000; ++i) lines += std::string(separators[i % 4]) + "M";
+    const kq::AttributedString many = fontText(lines, 4);
+    const double lineHeight = fontText("M", 4).size().height;
+    EXPECT_NEAR(many.size().height, 1000 * lineHeight, 0.01);
+    kqtest::CurrentBitmap tall(10, static_cast<std::uint32_t>(many.size().height) + 10, true);
+    many.drawInRect(Rect{{0, 0}, {10, many.size().height}});
+    const kqtest::Extent extent = kqtest::extentOf(tall.context->makeImage());
+    EXPECT_NEAR(extent.bottom, 1000 * lineHeight, lineHeight);
+
     // No current context, empty text, an empty rectangle: nothing, no crash.
     hello.drawInRect(Rect{{0, 0}, {10, 10}});
     auto context = bitmap(10, 10, true);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -128,6 +129,30 @@ TEST_F(FileManagerTest, CreateFileReplacesAtomicallyAndCreateDirectoryMakesParen
     EXPECT_EQ(fm.contentsAtPath(tmp / "empty"), Data());
     EXPECT_EQ(fm.contentsAtPath(tmp.path()), std::nullopt);
     EXPECT_EQ(fm.contentsAtPath(tmp / "missing"), std::nullopt);
+
+    // Replacing keeps the old file's permissions, writes through links and
+    // never swaps a pipe or device for a file.
+    std::string kept = tmp.writeFile("kept", "old");
+    chmod(kept.c_str(), 0640);
+    tmp.makeSymlink("link", "kept");
+    ASSERT_TRUE(fm.createFileAtPath(tmp / "link", bytes("new")));
+    EXPECT_EQ(fm.attributesOfItemAtPath(kept)->posixPermissions, 0640u);
+    EXPECT_EQ(fm.attributesOfItemAtPath(tmp / "link")->type, kq::FileType::SymbolicLink);
+    EXPECT_EQ(fm.contentsAtPath(kept), bytes("new"));
+    std::string pipe = tmp / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_TRUE(fm.createFileAtPath(pipe, bytes("piped")));
+    char got[8] = {};
+    EXPECT_EQ(read(reader, got, sizeof got), 5);
+    close(reader);
+    EXPECT_EQ(fm.attributesOfItemAtPath(pipe)->type, kq::FileType::Other);
+    std::string readOnly = tmp.writeFile("readOnly", "keep");
+    chmod(readOnly.c_str(), 0444);
+    const bool written = fm.createFileAtPath(readOnly, bytes("new"));
+    EXPECT_EQ(written, geteuid() == 0);  // root may write anything, as with any write
+    EXPECT_EQ(fm.contentsAtPath(readOnly), bytes(written ? "new" : "keep"));
+    EXPECT_EQ(fm.attributesOfItemAtPath(readOnly)->posixPermissions, 0444u);
 
     EXPECT_TRUE(fm.createDirectoryAtPath(tmp / "a/b/c/", true));
     EXPECT_TRUE(std::filesystem::is_directory(tmp / "a/b/c"));

@@ -1,5 +1,7 @@
 #include "KQFoundation/NSMutableAttributedString+KQFoundation.h"
 
+#include <algorithm>
+
 #include "Foundation/UnicodeText.h"
 
 namespace kq {
@@ -14,15 +16,17 @@ std::uint64_t unitsBefore(const std::string& text, std::size_t byteOffset) {
 }  // namespace
 
 void MutableAttributedString::setFontSize(double pointSize) {
-    std::vector<std::pair<Range, Font>> changes;
+    // Each run's font depends only on its own, so the runs are changed in one
+    // pass; a range edit per run would copy all runs once per run.
     FontManager& manager = FontManager::sharedFontManager();
-    enumerateAttribute(NSFontAttributeName, Range{0, length()},
-                       [&](const AttributeValue* value, Range range, bool&) {
-                           const Font* font = value ? std::get_if<Font>(value) : nullptr;
-                           changes.emplace_back(range, font ? manager.convertFont(*font, pointSize)
-                                                            : manager.systemFontOfSize(pointSize));
-                       });
-    for (const auto& [range, font] : changes) addAttribute(NSFontAttributeName, font, range);
+    std::vector<Run> newRuns = runs_;
+    for (Run& run : newRuns) {
+        const Font* font = run.attributes.font();
+        run.attributes.setObject(font ? manager.convertFont(*font, pointSize) : manager.systemFontOfSize(pointSize),
+                                 NSFontAttributeName);
+    }
+    runs_ = std::move(newRuns);
+    coalesce();
 }
 
 void MutableAttributedString::setAttribute(std::string_view name, AttributeValue value) {
@@ -70,10 +74,55 @@ Range MutableAttributedString::unfoldTag(std::string_view tag) {
 
 void MutableAttributedString::unfoldTagsWithAttributes(const std::vector<std::pair<std::string, Attributes>>& tags) {
     for (const auto& [tag, attributes] : tags) {
-        // Each round removes at least the opening tag, so this ends.
-        for (Range range = unfoldTag(tag); range.location != Range::NotFound; range = unfoldTag(tag)) {
-            addAttributes(attributes, range);
+        // Does what calling unfoldTag until the tag is gone does, adding the
+        // attributes to each span, but on plain bytes: a long text with
+        // thousands of tags must not be decoded and copied once per tag.
+        const std::string name = AttributedString(tag).string();
+        const std::string opening = "<" + name + ">";
+        const std::string closing = "</" + name + ">";
+        if (text_.find(opening) == std::string::npos) continue;
+
+        // Per byte: the number of its run, with the top bit set once a span covers it.
+        constexpr std::uint32_t kStyled = 0x80000000u;
+        std::string text = text_;
+        std::vector<std::uint32_t> marks(text.size());
+        std::uint32_t number = 0;
+        for (const AttributedTextRun& run : runs()) {
+            std::fill_n(marks.begin() + static_cast<std::ptrdiff_t>(run.byteOffset), run.byteLength, number++);
         }
+        const auto erase = [&](std::size_t at, std::size_t count) {
+            text.erase(at, count);
+            const auto first = marks.begin() + static_cast<std::ptrdiff_t>(at);
+            marks.erase(first, first + static_cast<std::ptrdiff_t>(count));
+        };
+        std::size_t from = 0;
+        for (std::size_t open = text.find(opening); open != std::string::npos; open = text.find(opening, from)) {
+            const std::size_t inner = open + opening.size();
+            std::size_t close = text.find(closing, inner);
+            const std::size_t closeLength = close == std::string::npos ? 0 : closing.size();
+            if (close == std::string::npos) close = text.size();
+            for (std::size_t i = inner; i < close; ++i) marks[i] |= kStyled;
+            erase(close, closeLength);
+            erase(open, opening.size());
+            // The text before the removed tag is as it was and held no opening
+            // tag, so the next one starts at most a tag's length before it.
+            from = open - std::min(open, opening.size() - 1);
+        }
+
+        std::vector<Run> newRuns;
+        std::uint64_t length = 0;
+        for (std::size_t start = 0, end = 0; start < text.size(); start = end) {
+            while (end < text.size() && marks[end] == marks[start]) ++end;
+            Run run{lengthInUTF16Units(std::string_view(text).substr(start, end - start)),
+                    runs_[marks[start] & ~kStyled].attributes};
+            if (marks[start] & kStyled) run.attributes.addEntriesFromAttributes(attributes);
+            length += run.length;
+            newRuns.push_back(std::move(run));
+        }
+        text_ = std::move(text);
+        runs_ = std::move(newRuns);
+        length_ = length;
+        coalesce();
     }
 }
 

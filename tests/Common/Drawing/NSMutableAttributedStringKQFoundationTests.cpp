@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 namespace {
@@ -54,9 +55,43 @@ TEST(NSMutableAttributedStringKQFoundationTest, UnfoldTagsStyleEveryOccurrence) 
     EXPECT_EQ(*string.attributesAtIndex(7).foregroundColor(), kBlue);
     for (const auto& run : string.runs()) EXPECT_NE(run.attributes->objectForKey("kept"), nullptr);
 
+    // A removed tag can leave another behind; thousands of tags take one pass.
+    const std::vector<std::pair<std::string, Attributes>> red = {{"b", Attributes{{kq::NSForegroundColorAttributeName, kRed}}}};
+    MutableAttributedString formed("<<b>b>x</b>y");
+    formed.unfoldTagsWithAttributes(red);
+    EXPECT_EQ(coloredRuns(formed), std::vector<std::string>{"xy"});
+    std::string tagged;
+    for (int i = 0; i < 10000; ++i) tagged += "<b>x</b>";
+    MutableAttributedString many(tagged + "<b>y");
+    many.unfoldTagsWithAttributes(red);
+    EXPECT_EQ(coloredRuns(many), std::vector<std::string>{std::string(10000, 'x') + "y"});
+
     MutableAttributedString other("<u>a</u><u>b</u>");
     other.unfoldTagsWithAttributed({{"u", Attributes{{"u", kq::Value(1)}}}});
     EXPECT_EQ(other.runs().size(), 1u);  // both spans join into one run
+}
+
+TEST(NSMutableAttributedStringKQFoundationTest, UnfoldingAllTagsAgreesWithUnfoldingOneAtATime) {
+    // Random texts of tag fragments, where removing one tag often forms another.
+    const char* pieces[] = {"<", ">", "/", "b", "x", "\xC3\xA9", "\xF0\x9F\x98\x80", "<b>", "</b>", "<bb>", "</bb>", "<>", "</>"};
+    const std::vector<std::pair<std::string, Attributes>> tags = {
+        {"b", Attributes{{kq::NSForegroundColorAttributeName, kRed}}},
+        {"bb", Attributes{{kq::NSForegroundColorAttributeName, kBlue}, {"bb", kq::Value(1)}}},
+        {"", Attributes{{"empty", kq::Value(1)}}}};
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text;
+        for (unsigned count = random() % 14; count > 0; --count) text += pieces[random() % std::size(pieces)];
+        MutableAttributedString all(text, Attributes{{"kept", kq::Value(1)}});
+        MutableAttributedString one = all;
+        all.unfoldTagsWithAttributes(tags);
+        for (const auto& [tag, attributes] : tags) {
+            for (Range range = one.unfoldTag(tag); range.location != Range::NotFound; range = one.unfoldTag(tag)) {
+                one.addAttributes(attributes, range);
+            }
+        }
+        ASSERT_EQ(all, one) << text;
+    }
 }
 
 TEST(NSMutableAttributedStringKQFoundationTest, WholeStringAttributesAndReplace) {
@@ -88,6 +123,16 @@ TEST(NSMutableAttributedStringKQFoundationTest, SetFontSizeConvertsFontsAndFills
     EXPECT_EQ(*plain.font(), kq::FontManager::sharedFontManager().systemFontOfSize(30));
     EXPECT_EQ(*serif.foregroundColor(), kRed);
     EXPECT_EQ(*plain.foregroundColor(), kRed);
+
+    // Thousands of runs with fonts of their own are converted in one pass.
+    std::string tagged;
+    for (int i = 0; i < 10000; ++i) tagged += "<b>x</b>y";
+    MutableAttributedString many(tagged);
+    many.unfoldTagsWithAttributes({{"b", Attributes{{kq::NSFontAttributeName, kq::Font{"DejaVu Serif", 9}}}}});
+    many.setFontSize(30);
+    EXPECT_EQ(many.runs().size(), 20000u);
+    EXPECT_EQ(*many.attributesAtIndex(19998).font(), (kq::Font{"DejaVu Serif", 30}));
+    EXPECT_EQ(*many.attributesAtIndex(19999).font(), kq::FontManager::sharedFontManager().systemFontOfSize(30));
 }
 
 }  // namespace
