@@ -213,10 +213,12 @@ std::optional<std::string> KQUSystemInformation::defaultWebBrowserName() {
 }
 
 std::optional<kq::Date> KQUSystemInformation::bootDate() {
-    const std::time_t now = std::time(nullptr);
     const auto boot = SystemFacts::current()->bootTime();
     if (!boot) return std::nullopt;
-    return std::chrono::system_clock::now() + std::chrono::seconds(*boot - static_cast<std::int64_t>(now));
+    // One reading of the clock: two could straddle a second and add one.
+    const auto now = std::chrono::system_clock::now();
+    const std::int64_t nowSeconds = std::chrono::floor<std::chrono::seconds>(now.time_since_epoch()).count();
+    return now + std::chrono::seconds(*boot - nowSeconds);
 }
 
 kq::Dictionary KQUSystemInformation::miniSystemProfile() {
