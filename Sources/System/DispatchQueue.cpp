@@ -12,20 +12,15 @@
 #include <thread>
 
 #include "KQFoundation/Foundation/Log.h"
+#include "Foundation/LoggedCall.h"
 
 namespace kq {
 
 namespace {
 
+// A throwing block must not take its worker (and every later block) with it.
 void runCatching(const std::string& label, const std::function<void()>& block) {
-    // A throwing block must not take its worker (and every later block) with it.
-    try {
-        block();
-    } catch (const std::exception& e) {
-        kq::log("DispatchQueue %s: a block threw an exception: %s", label, e.what());
-    } catch (...) {
-        kq::log("DispatchQueue %s: a block threw an exception", label);
-    }
+    detail::callLoggingExceptions([&] { return "DispatchQueue " + label + ": a block"; }, block);
 }
 
 // The shared workers: max(2, hardware threads), started only when work

@@ -9,22 +9,9 @@
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/System/DispatchQueue.h"
 #include "KQFoundation/System/RunLoop.h"
+#include "Foundation/LoggedCall.h"
 
 namespace kq {
-
-namespace {
-
-void runCatching(const char* what, const std::function<void()>& block) {
-    try {
-        block();
-    } catch (const std::exception& e) {
-        kq::log("Operation: the %s threw an exception: %s", what, e.what());
-    } catch (...) {
-        kq::log("Operation: the %s threw an exception", what);
-    }
-}
-
-}  // namespace
 
 // ---- Operation ----
 
@@ -48,7 +35,7 @@ void Operation::start() {
         run = !cancelled_;
         state_ = run ? State::executing : State::finished;
     }
-    if (run) runCatching("operation", [this] { main(); });
+    if (run) detail::callLoggingExceptions([] { return "Operation: the operation"; }, [this] { main(); });
     std::function<void()> completion;
     {
         std::lock_guard lock(mutex_);
@@ -58,7 +45,7 @@ void Operation::start() {
         completionBlock_ = nullptr;
         cancelHook_ = nullptr;
     }
-    if (completion) runCatching("completion block", completion);
+    if (completion) detail::callLoggingExceptions([] { return "Operation: the completion block"; }, completion);
     {
         std::lock_guard lock(mutex_);
         state_ = State::done;

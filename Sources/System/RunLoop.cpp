@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "KQFoundation/Foundation/Log.h"
+#include "Foundation/LoggedCall.h"
 
 namespace kq {
 
@@ -30,18 +31,6 @@ double secondsSince1970(Date date) {
 }
 double saneDelay(double seconds) { return seconds > 0 ? seconds : 0; }
 Date dateFromSeconds(double seconds) { return Date(std::chrono::duration<double>(seconds)); }
-
-// A handler that throws must not unwind through libuv's C frames.
-template <class F>
-void callGuarded(const char* what, F&& f) {
-    try {
-        f();
-    } catch (const std::exception& e) {
-        kq::log("RunLoop: a %s threw an exception: %s", what, e.what());
-    } catch (...) {
-        kq::log("RunLoop: a %s threw an exception", what);
-    }
-}
 
 // Longest single wait; longer limits are reached in several turns.
 constexpr double kMaxWaitMilliseconds = 24.0 * 3600 * 1000;
@@ -74,7 +63,7 @@ void Timer::invalidate() { valid_.store(false); }
 void Timer::fire() {
     if (!valid_.load() || !block_) return;
     auto block = block_;  // the block may drop the last other reference to itself
-    callGuarded("timer", [&] { block(*this); });
+    detail::callLoggingExceptions([] { return "RunLoop: a timer"; }, [&] { block(*this); });
     if (!repeats_) invalidate();
 }
 
@@ -197,7 +186,7 @@ struct RunLoop::Impl {
             batch.swap(performs);
         }
         // Blocks sent while these run wait for the next turn.
-        for (auto& block : batch) callGuarded("performed block", block);
+        for (auto& block : batch) detail::callLoggingExceptions([] { return "RunLoop: a performed block"; }, block);
         return !batch.empty();
     }
 
@@ -378,7 +367,9 @@ bool RunLoop::addSource(int fd, bool read, bool write, std::function<void(int, b
         // A copy: the callback may replace or remove its own source.
         auto callback = source->callback;
         const int fd = source->fd;
-        callGuarded("source", [&] { callback(fd, (ready & UV_READABLE) != 0, (ready & UV_WRITABLE) != 0); });
+        // A handler that throws must not unwind through libuv's C frames.
+        detail::callLoggingExceptions([] { return "RunLoop: a source"; },
+                                      [&] { callback(fd, (ready & UV_READABLE) != 0, (ready & UV_WRITABLE) != 0); });
     });
     return true;
 }

@@ -9,6 +9,7 @@
 #include "KQFoundation/Foundation/Log.h"
 #include "KQFoundation/System/DispatchQueue.h"
 #include "KQFoundation/System/RunLoop.h"
+#include "Foundation/LoggedCall.h"
 #include "System/ChildProcess.h"
 
 namespace {
@@ -17,17 +18,6 @@ namespace {
 constexpr std::size_t kReadSize = 256 * 1024;
 constexpr double kSliceSeconds = 1.0;
 constexpr int kCannotLaunchStatus = 127;
-
-template <class F>
-void callGuarded(const char* what, F&& f) {
-    try {
-        f();
-    } catch (const std::exception& e) {
-        kq::log("KQUTask: the %s threw an exception: %s", what, e.what());
-    } catch (...) {
-        kq::log("KQUTask: the %s threw an exception", what);
-    }
-}
 
 }  // namespace
 
@@ -63,7 +53,8 @@ struct Stream {
     bool ended = false;
 
     void deliver(KQUTask& task, const kq::Data& chunk) {
-        callGuarded(name, [&] { handler(task, chunk); });
+        kq::detail::callLoggingExceptions([&] { return std::string("KQUTask: the ") + name; },
+                                          [&] { handler(task, chunk); });
     }
     // Whatever is available now; an empty read stops the watching.
     void grabAvailable(KQUTask& task, kq::RunLoop& loop, kq::Data& buffer) {
@@ -115,7 +106,7 @@ void KQUTask::Impl::run(const std::shared_ptr<KQUTask>& self) {
             d.child.reset();
             completion = d.completionBlock;
         }
-        if (completion) callGuarded("completion block", completion);
+        if (completion) kq::detail::callLoggingExceptions([] { return "KQUTask: the completion block"; }, completion);
     };
 
     std::string reason;
