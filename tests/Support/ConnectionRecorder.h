@@ -1,14 +1,12 @@
 #pragma once
-// A URLConnection delegate that writes down what it hears, and a bounded way
-// to turn the current run loop until it has heard enough.
-#include <chrono>
+// A URLConnection delegate that writes down what it hears.
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "KQFoundation/System/RunLoop.h"
 #include "KQFoundation/System/URLConnection.h"
+#include "Support/RunLoopTesting.h"
 
 namespace kqtest {
 
@@ -36,22 +34,5 @@ struct ConnectionRecorder : kq::URLConnectionDelegate {
         error = e;
     }
 };
-
-/// Turns the current thread's run loop until `done()` or `seconds` passed.
-inline bool runLoopUntil(const std::function<bool()>& done, double seconds = 5.0) {
-    auto loop = kq::RunLoop::currentRunLoop();
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
-    while (!done() && std::chrono::steady_clock::now() < end) {
-        const auto limit = std::chrono::time_point_cast<kq::Date::duration>(std::chrono::system_clock::now()) +
-                           std::chrono::duration<double>(0.05);
-        if (!loop->runOnce(limit)) break;  // nothing left to wait for
-    }
-    return done();
-}
-
-/// Turns the current run loop for `seconds`, whatever happens.
-inline void runLoopFor(double seconds) {
-    runLoopUntil([] { return false; }, seconds);
-}
 
 }  // namespace kqtest

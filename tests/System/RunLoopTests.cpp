@@ -11,29 +11,15 @@
 #include <vector>
 
 #include "KQFoundation/Foundation/Log.h"
+#include "Support/RunLoopTesting.h"
 
 namespace {
 
 using kq::RunLoop;
 using kq::Timer;
+using kqtest::in;
 
-kq::Date in(double seconds) {
-    return std::chrono::time_point_cast<kq::Date::duration>(std::chrono::system_clock::now()) +
-           std::chrono::duration<double>(seconds);
-}
-
-template <class F>
-void onFreshThread(F body) {
-    std::thread(body).join();
-}
-
-// A test whose body runs on a thread of its own, so it starts with a fresh run loop.
-#define LOOP_TEST(name)                                          \
-    void name##Body();                                           \
-    TEST(RunLoop, name) { onFreshThread(name##Body); }           \
-    void name##Body()
-
-LOOP_TEST(TimersFireInDateOrderAndRepeat) {
+KQ_LOOP_TEST(RunLoop, TimersFireInDateOrderAndRepeat) {
     auto loop = RunLoop::currentRunLoop();
     std::vector<std::string> fired;
     auto record = [&](std::string name) { return [&fired, name](Timer&) { fired.push_back(name); }; };
@@ -61,7 +47,7 @@ LOOP_TEST(TimersFireInDateOrderAndRepeat) {
     EXPECT_LT(tickDates[1], tickDates[2]);
 }
 
-LOOP_TEST(RepeatingTimerSkipsMissedFirings) {
+KQ_LOOP_TEST(RunLoop, RepeatingTimerSkipsMissedFirings) {
     auto loop = RunLoop::currentRunLoop();
     int ticks = 0;
     auto timer = Timer::create(in(-10.05), 1, true, [&](Timer&) { ++ticks; });
@@ -75,7 +61,7 @@ LOOP_TEST(RepeatingTimerSkipsMissedFirings) {
     EXPECT_FALSE(loop->runOnce(in(0.5)));
 }
 
-LOOP_TEST(NotANumberNeitherHangsNorSpins) {
+KQ_LOOP_TEST(RunLoop, NotANumberNeitherHangsNorSpins) {
     auto loop = RunLoop::currentRunLoop();
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const kq::Date nanDate{std::chrono::duration<double>(nan)};
@@ -96,7 +82,7 @@ LOOP_TEST(NotANumberNeitherHangsNorSpins) {
     pending->invalidate();
 }
 
-LOOP_TEST(PerformsFromManyThreadsRunInOrderPerSender) {
+KQ_LOOP_TEST(RunLoop, PerformsFromManyThreadsRunInOrderPerSender) {
     auto loop = RunLoop::currentRunLoop();
     constexpr int kSenders = 4, kEach = 300;
     std::vector<std::vector<int>> received(kSenders);
@@ -124,7 +110,7 @@ LOOP_TEST(PerformsFromManyThreadsRunInOrderPerSender) {
     }
 }
 
-LOOP_TEST(PerformWakesAWaitingLoopWhichRecomputesItsWait) {
+KQ_LOOP_TEST(RunLoop, PerformWakesAWaitingLoopWhichRecomputesItsWait) {
     auto loop = RunLoop::currentRunLoop();
     bool fired = false;
     auto timer = Timer::scheduledTimer(60, false, [&](Timer&) { fired = true; });
@@ -140,7 +126,7 @@ LOOP_TEST(PerformWakesAWaitingLoopWhichRecomputesItsWait) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
-LOOP_TEST(SourcesSeeDataEndOfFileAndWritability) {
+KQ_LOOP_TEST(RunLoop, SourcesSeeDataEndOfFileAndWritability) {
     auto loop = RunLoop::currentRunLoop();
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
@@ -203,7 +189,7 @@ LOOP_TEST(SourcesSeeDataEndOfFileAndWritability) {
     EXPECT_FALSE(loop->runOnce(in(1)));  // nothing left to wait for
 }
 
-LOOP_TEST(DelayedPerformsCancelledByTarget) {
+KQ_LOOP_TEST(RunLoop, DelayedPerformsCancelledByTarget) {
     auto loop = RunLoop::currentRunLoop();
     int a = 0, b = 0;
     std::vector<std::string> ran;
@@ -226,7 +212,7 @@ TEST(RunLoop, LoopsOfTwoThreadsAreIndependent) {
         keepAlive->invalidate();
     });
     while (!ready) std::this_thread::yield();
-    onFreshThread([&] {
+    kqtest::onFreshThread([&] {
         auto idle = RunLoop::currentRunLoop();
         EXPECT_NE(idle, busy);
         EXPECT_TRUE(idle->isCurrent());
@@ -247,7 +233,7 @@ TEST(RunLoop, ThreadExitTearsDownTheLoopAndReleasesBlocks) {
     std::shared_ptr<RunLoop> loop;
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
-    onFreshThread([&] {
+    kqtest::onFreshThread([&] {
         loop = RunLoop::currentRunLoop();
         Timer::scheduledTimer(60, true, [held](Timer&) {});
         loop->performAfterDelay(nullptr, [held] {}, 60);
@@ -260,7 +246,7 @@ TEST(RunLoop, ThreadExitTearsDownTheLoopAndReleasesBlocks) {
     close(fds[1]);
 }
 
-LOOP_TEST(ThrowingHandlerIsLoggedAndTheLoopGoesOn) {
+KQ_LOOP_TEST(RunLoop, ThrowingHandlerIsLoggedAndTheLoopGoesOn) {
     kq::LogCapture capture;
     auto loop = RunLoop::currentRunLoop();
     bool after = false;

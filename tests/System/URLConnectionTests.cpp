@@ -8,23 +8,13 @@
 
 #include "Support/ConnectionRecorder.h"
 #include "Support/LocalHTTPServer.h"
+#include "Support/RunLoopTesting.h"
 
 namespace {
 
 using kq::URLError;
 using kqtest::ConnectionRecorder;
 using kqtest::LocalHTTPServer;
-
-template <class F>
-void onFreshThread(F body) {
-    std::thread(body).join();
-}
-
-// A test whose body runs on a thread of its own, so it starts with a fresh run loop.
-#define LOOP_TEST(name)                                          \
-    void name##Body();                                           \
-    TEST(URLConnection, name) { onFreshThread(name##Body); }     \
-    void name##Body()
 
 kq::URLRequest requestFor(const std::string& url, double timeout = 5.0) {
     return kq::URLRequest(*kq::URL::URLWithString(url), timeout);
@@ -45,7 +35,7 @@ std::optional<std::string> header(const kq::URLResponse& response, const std::st
 }
 
 // A plain answer and a redirected one, both at once on one loop.
-LOOP_TEST(DeliversResponsesAndFollowsRedirects) {
+KQ_LOOP_TEST(URLConnection, DeliversResponsesAndFollowsRedirects) {
     LocalHTTPServer server({.status = 404, .body = "not here", .headers = {"X-Probe: yes"}});
     LocalHTTPServer target({.body = "moved here"});
     LocalHTTPServer redirect({.status = 302, .body = "", .headers = {"Location: " + target.url("/new")}});
@@ -70,7 +60,7 @@ LOOP_TEST(DeliversResponsesAndFollowsRedirects) {
     EXPECT_EQ(moved.body, "moved here");
 }
 
-LOOP_TEST(SendsMethodHeadersAndBodyAsGiven) {
+KQ_LOOP_TEST(URLConnection, SendsMethodHeadersAndBodyAsGiven) {
     LocalHTTPServer server;
     kq::MutableURLRequest request(*kq::URL::URLWithString(server.url("/put")), 5.0);
     request.setHTTPMethod("PUT");
@@ -90,7 +80,7 @@ LOOP_TEST(SendsMethodHeadersAndBodyAsGiven) {
     EXPECT_TRUE(sent.ends_with(std::string("\r\n\r\na\0b", 7))) << sent;
 }
 
-LOOP_TEST(FailuresMapToErrorCodes) {
+KQ_LOOP_TEST(URLConnection, FailuresMapToErrorCodes) {
     LocalHTTPServer silent({.behaviour = LocalHTTPServer::Behaviour::NeverAnswer});
     LocalHTTPServer cutShort({.behaviour = LocalHTTPServer::Behaviour::CloseMidBody, .body = "partial"});
     // The silent server gets a body first: traffic at the start must not
@@ -123,7 +113,7 @@ LOOP_TEST(FailuresMapToErrorCodes) {
     }
 }
 
-LOOP_TEST(RejectsURLsItCannotSpeakOnTheNextTurn) {
+KQ_LOOP_TEST(URLConnection, RejectsURLsItCannotSpeakOnTheNextTurn) {
     std::vector<kq::URLRequest> requests{requestFor("http:///no-host"), requestFor("ftp://127.0.0.1/file"),
                                          requestFor("file:///etc/hostname"), kq::URLRequest()};
     // Line breaks or NULs would let a field or method smuggle in header lines.
@@ -155,7 +145,7 @@ LOOP_TEST(RejectsURLsItCannotSpeakOnTheNextTurn) {
     EXPECT_TRUE(recorder.events.empty());
 }
 
-LOOP_TEST(CancelOrReleaseInsideACallbackEndsDelivery) {
+KQ_LOOP_TEST(URLConnection, CancelOrReleaseInsideACallbackEndsDelivery) {
     LocalHTTPServer server({.body = std::string(200000, 'x')});
     ConnectionRecorder cancelled, released;
     auto first = kq::URLConnection::start(requestFor(server.url()), &cancelled);
@@ -181,11 +171,11 @@ TEST(URLConnection, LeavesNoDescriptorsOpen) {
                              std::filesystem::directory_iterator());
     };
     // Process-wide state that is set up once (libuv's, the resolver's) is no leak.
-    onFreshThread([] { fetch(requestFor("http://kqfoundation-test.invalid/")); });
+    kqtest::onFreshThread([] { fetch(requestFor("http://kqfoundation-test.invalid/")); });
     const auto before = openDescriptors();
     {
         LocalHTTPServer server;
-        onFreshThread([&] {
+        kqtest::onFreshThread([&] {
             fetch(requestFor(server.url()));
             fetch(requestFor(kqtest::refusedLocalURL()));
             fetch(requestFor("http://kqfoundation-test.invalid/"));

@@ -7,22 +7,19 @@
 
 #include "KQFoundation/System/RunLoop.h"
 #include "KQFoundation/System/Workspace.h"
+#include "Support/RunLoopTesting.h"
 
 namespace {
 
 using kq::RunLoop;
-
-kq::Date in(double seconds) {
-    return std::chrono::time_point_cast<kq::Date::duration>(std::chrono::system_clock::now()) +
-           std::chrono::duration<double>(seconds);
-}
+using kqtest::in;
 
 // Each test owns the loop of a thread of its own; the system's notifications
 // go to the main loop, settled on the test runner's thread.
 template <class F>
 void onFreshThread(F body) {
     RunLoop::mainRunLoop();
-    std::thread(body).join();
+    kqtest::onFreshThread(body);
 }
 
 void postClockChange() { kq::NotificationCenter::defaultCenter().postNotification(kq::NSSystemClockDidChangeNotification); }
