@@ -29,6 +29,9 @@ struct WriterDeleter {
 
 std::error_code errc(std::errc e) { return std::make_error_code(e); }
 
+// Empty data blocks in a row after which a stream counts as stuck.
+constexpr int kMaximumEmptyBlocks = 1024;
+
 // The components of a path inside the archive; nullopt for an absolute path
 // or one with a ".." anywhere. "." and empty components drop out.
 std::optional<Components> relativeComponents(std::string_view path) {
@@ -174,10 +177,14 @@ private:
             const void* block = nullptr;
             size_t size = 0;
             la_int64_t offset = 0;
+            // A damaged stream can make the reader hand out empty blocks forever.
+            int emptyBlocks = 0;
             for (;;) {
                 int status = archive_read_data_block(reader, &block, &size, &offset);
                 if (status == ARCHIVE_EOF) break;
                 if (status < ARCHIVE_WARN) return archiveError(reader);
+                if (size == 0 && ++emptyBlocks > kMaximumEmptyBlocks) return errc(std::errc::illegal_byte_sequence);
+                if (size != 0) emptyBlocks = 0;
                 total_ += size;
                 // A far offset would make a sparse file of any apparent size.
                 if (total_ > limits_.maximumTotalBytes || offset < 0 ||
